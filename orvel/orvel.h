@@ -13,6 +13,7 @@
 #include "orvel/core/memory.h"
 #include "orvel/core/opts.h"
 #include "orvel/core/paint.h"
+#include "orvel/expr/evaluator.h"
 #include "orvel/expr/expr_nodes.h"
 #include "orvel/expr/lexer.h"
 #include "orvel/expr/parser_context.h"
