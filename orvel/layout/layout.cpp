@@ -1,0 +1,131 @@
+#include "orvel/layout/layout.h"
+
+#include <cstddef>
+#include <cstring>
+
+namespace orvel {
+namespace {
+
+uint32_t ReadU32(const uint8_t* p) {
+  uint32_t v;
+  std::memcpy(&v, p, sizeof v);
+  return v;
+}
+
+// The part of an expression property (type 19) or a property node (type 31)
+// that the layout reads: the u16 property id behind the header. The rest of
+// these records belongs to the expression writers.
+template <uint32_t Type>
+struct PropertyIdRecord {
+  static constexpr uint32_t kType = Type;
+  OvOp op;
+  uint16_t propertyId;
+  uint16_t padding;
+};
+static_assert(offsetof(PropertyIdRecord<kExpressionProperty>, propertyId) == kPropertyIdAt &&
+                  offsetof(PropertyIdRecord<kProperty>, propertyId) == kPropertyIdAt,
+              "property id at offset 4");
+
+struct PropertyFlags {
+  uint8_t seen[OvLayout::kMaxReportedProperties] = {};
+  void mark(uint16_t id) {
+    if (id < OvLayout::kMaxReportedProperties) seen[id] = 1;
+  }
+  void visit(const PropertyIdRecord<kExpressionProperty>& r) { mark(r.propertyId); }
+  void visit(const PropertyIdRecord<kProperty>& r) { mark(r.propertyId); }
+};
+
+}  // namespace
+
+OvLayout::OvLayout()
+    : fDrawList(nullptr, 0),
+      fResourceList(nullptr, 0),
+      fBindingList(nullptr, 0),
+      fIdEntries(nullptr),
+      fIdCount(0),
+      fIdBytes(0) {}
+
+OvLayout::~OvLayout() { reset(); }
+
+void OvLayout::reset() {
+  fDrawList.reset();
+  fResourceList.reset();
+  fBindingList.reset();
+  // The table lived in the freed draw list; forget it rather than keep a
+  // dangling view.
+  fIdEntries = nullptr;
+  fIdCount = 0;
+  fIdBytes = 0;
+}
+
+bool OvLayout::loadMap() {
+  uint32_t left = 0;
+  const OvOp* header = fDrawList.findOp(0, &left);
+  const uint32_t headerSize = OpFixedSize(kLayoutHeader);
+  if (!header || header->type() != kLayoutHeader || header->size() < headerSize || left < headerSize) return false;
+  const uint8_t* h = reinterpret_cast<const uint8_t*>(header);
+  const uint32_t mapOffset = ReadU32(h + kLayoutHeaderIdMapOffsetAt);
+  const uint32_t count = ReadU32(h + kLayoutHeaderIdCountAt);
+
+  const OvOp* map = fDrawList.findOp(mapOffset, &left);
+  if (!map || map->type() != kIdMap || map->header < kMinOpHeader || map->size() > left) return false;
+  fIdEntries = reinterpret_cast<const uint8_t*>(map) + sizeof(OvOp);
+  fIdCount = count;
+  fIdBytes = map->size() - uint32_t(sizeof(OvOp));
+  return true;
+}
+
+bool OvLayout::findEntry(const char* id, unsigned idLength, uint32_t* offset) const {
+  if (!id || !fIdEntries) return false;
+  uint32_t at = 0;
+  for (uint32_t i = 0; i < fIdCount; ++i) {
+    if (at > fIdBytes || fIdBytes - at < sizeof(OvIdMapEntry)) return false;
+    const uint8_t* entry = fIdEntries + at;
+    const uint32_t length = ReadU32(entry + offsetof(OvIdMapEntry, length));
+    if (length > fIdBytes - at - sizeof(OvIdMapEntry)) return false;
+    const uint8_t* chars = entry + sizeof(OvIdMapEntry);
+    if (length == idLength && (length == 0 || std::memcmp(chars, id, length) == 0)) {
+      *offset = ReadU32(entry + offsetof(OvIdMapEntry, offset));
+      return true;
+    }
+    // Cannot wrap: at + 8 + length is within the table, whose size is below 2^24.
+    at = (at + uint32_t(sizeof(OvIdMapEntry)) + length + 3) & ~3u;
+  }
+  return false;
+}
+
+OvOp* OvLayout::locate(unsigned offset) const { return const_cast<OvOp*>(fDrawList.findOp(offset)); }
+
+bool OvLayout::findElementById(const char* id, unsigned idLength, OvOp** op, unsigned* offset) const {
+  uint32_t target;
+  if (!findEntry(id, idLength, &target)) return false;
+  *op = locate(target);
+  *offset = target;
+  return true;
+}
+
+bool OvLayout::findElementById(const char* id, unsigned idLength, OvLayoutOpType* type, unsigned* offset) const {
+  uint32_t target;
+  if (!findEntry(id, idLength, &target)) return false;
+  const OvOp* op = locate(target);
+  if (!op) return false;
+  *type = OvLayoutOpType(op->type());
+  *offset = target;
+  return true;
+}
+
+unsigned OvLayout::getPropertiesInUse(PropertyIds* ids) const {
+  if (!ids) return 0;
+  OvOpVisitor<PropertyFlags> visitor;
+  visitor.registerVisitor<PropertyIdRecord<kExpressionProperty>>();
+  visitor.registerVisitor<PropertyIdRecord<kProperty>>();
+  PropertyFlags flags;
+  visitor.visit(fResourceList, flags);
+  unsigned count = 0;
+  for (uint16_t id = 0; id < kMaxReportedProperties; ++id) {
+    if (flags.seen[id]) (*ids)[count++] = id;
+  }
+  return count;
+}
+
+}  // namespace orvel
