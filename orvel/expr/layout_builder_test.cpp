@@ -1,0 +1,223 @@
+#include "orvel/expr/layout_builder.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "orvel/core/heap_bitmap_storage.h"
+#include "orvel/core/test_helpers_internal.h"
+
+namespace orvel {
+namespace {
+
+using Words = std::vector<uint32_t>;
+
+// The list's stream as little-endian words.
+Words StreamWords(const OvOpList& list) {
+  OvSerializeIt it;
+  if (list.iteratorFinished(it)) return {};
+  std::vector<uint8_t> bytes(list.totalUsedSize());
+  EXPECT_EQ(list.serialize(bytes.data(), unsigned(bytes.size()), &it), bytes.size());
+  Words words(bytes.size() / 4);
+  std::memcpy(words.data(), bytes.data(), words.size() * 4);
+  return words;
+}
+
+constexpr uint32_t kBindingWord = 0x00000C92;
+constexpr uint32_t kPropertyWord = 0x00001093;
+constexpr uint32_t kInt64Word = 0x00000C9D;
+// Every draw list here: the header at 0, rectangle "a" at 12, "b" at 48.
+constexpr uint32_t kElementA = 12;
+constexpr uint32_t kElementB = 48;
+
+struct Authoring {
+  explicit Authoring(bool draw = true) {
+    if (!draw) return;
+    builder.canvas().writeRect(OvRect{0, 0, 1, 1}, paint, "a");
+    builder.canvas().writeRect(OvRect{1, 1, 2, 2}, paint, "b");
+  }
+  OvHeapBitmapStorage bitmaps;
+  OvLayout layout;
+  OvLayoutBuilder builder{&layout, &bitmaps};
+  OvPaint paint;
+};
+
+TEST(LayoutBuilder, FinishedLayouts) {
+  Authoring empty(false);
+  EXPECT_TRUE(empty.builder.finish());
+  EXPECT_EQ(StreamWords(empty.layout.drawList()), (Words{0x00000C91, 12, 0, 0x0000048B}));
+  EXPECT_EQ(empty.layout.resourceList().totalUsedSize() + empty.layout.bindingList().totalUsedSize(), 0u);
+
+  Authoring named;
+  EXPECT_EQ(named.builder.build(), &named.layout);
+  const Words draw = StreamWords(named.layout.drawList());
+  EXPECT_EQ(Words(draw.begin(), draw.begin() + 3), (Words{0x00000C91, 84, 2}));
+  OvDrawRect* rect = nullptr;
+  ASSERT_TRUE(named.layout.findElementById("b", &rect));
+  EXPECT_EQ(reinterpret_cast<OvOp*>(rect), named.layout.drawList().findOp(kElementB));
+}
+
+struct BindingRow {
+  const char* what;
+  std::function<void(OvLayoutBuilder&)> queue;
+  Words expected;
+  std::vector<std::string> log;
+};
+
+TEST(LayoutBuilder, BindingRecords) {
+  const std::vector<BindingRow> rows = {
+      {"kinds 3, 6, 5, 6: the sixes first, newest first",
+       [](OvLayoutBuilder& b) {
+         b.writeBinding({"a", 1, 3});
+         b.writeBinding({"b", 2, 6});
+         b.writeBinding({"a", 3, 5});
+         b.writeBinding({"b", 4, 6});
+       },
+       {kBindingWord, 4 | 6 << 16, kElementB, kBindingWord, 2 | 6 << 16, kElementB,  //
+        kBindingWord, 1 | 3 << 16, kElementA, kBindingWord, 3 | 5 << 16, kElementA},
+       {}},
+      {"bitmap text of three entries: the firsts, then the seconds",
+       [](OvLayoutBuilder& b) { b.writeBitmapTextBinding("a", {{1, 10}, {2, 20}, {3, 30}}); },
+       {0x000018A2, 3, kElementA, 0x00020001, 0x000A0003, 0x001E0014},
+       {}},
+      {"bitmap text of no entries", [](OvLayoutBuilder& b) { b.writeBitmapTextBinding("b", {}); },
+       {0x00000CA2, 0, kElementB}, {}},
+      {"bitmap texts keep call order behind the sixes; unknown, null, empty names dropped",
+       [](OvLayoutBuilder& b) {
+         b.writeBitmapTextBinding("a", {{5, 6}});
+         b.writeBinding({"b", 9, 6});
+         b.writeBinding({nullptr, 2, 6});
+         b.writeBinding({"", 3, 3});
+         b.writeBitmapTextBinding("zzz", {{7, 8}});
+         b.writeBitmapTextBinding("b", {{1, 2}, {3, 4}});
+       },
+       {kBindingWord, 9 | 6 << 16, kElementB, 0x000010A2, 1, kElementA, 0x00060005,  //
+        0x000014A2, 2, kElementB, 0x00030001, 0x00040002},
+       {}},
+      {"kind 14 past the glyph vectors is fatal and skipped",
+       [](OvLayoutBuilder& b) {
+         b.writeBitmapTextBinding("a", {{1, 2}});
+         b.writeBinding({"b", 1, 14});
+       },
+       {0x000010A2, 1, kElementA, 0x00020001},
+       {"Orvel fatal error: \"bitmap text binding index out of range\"\n",
+        "ov_abort_handler(): Orvel unrecoverable error"}},
+  };
+  for (const BindingRow& row : rows) {
+    SCOPED_TRACE(row.what);
+    Authoring a;
+    testing::LogCapture log;
+    row.queue(a.builder);
+    EXPECT_TRUE(a.builder.finish());
+    EXPECT_EQ(StreamWords(a.layout.bindingList()), row.expected);
+    EXPECT_EQ(log.lines, row.log);
+    // finish empties the queues: a second one writes no binding again.
+    a.builder.finish();
+    EXPECT_EQ(a.layout.bindingList().totalUsedSize(), 4 * row.expected.size());
+  }
+}
+
+struct ExpressionRow {
+  const char* expr;
+  unsigned id;
+  PropertyType type;
+  Words resources;
+  std::string error;  // empty: accepted
+};
+
+TEST(LayoutBuilder, ExpressionProperties) {
+  const uint32_t s32 = uint32_t(PropertyType::S32) << 16;
+  const std::vector<ExpressionRow> rows = {
+      {"1", 0x12345, PropertyType::S32, {kInt64Word, 1, 0, kPropertyWord, 0x2345 | s32, 0, 0}, ""},
+      {"1 + 2", 3, PropertyType::Float,
+       {kInt64Word, 1, 0, kInt64Word, 2, 0, 0x00001895, kAdd, 0, 0, 12, 0,  //
+        kPropertyWord, 3 | uint32_t(PropertyType::Float) << 16, 24, 0},
+       ""},
+      {"", 7, PropertyType::S32, {kPropertyWord, 7 | s32, 0, 0}, ""},
+      {nullptr, 8, PropertyType::S32, {kPropertyWord, 8 | s32, 0, 0}, ""},
+      {"foo(1)", 1, PropertyType::S32, {kInt64Word, 1, 0}, "Cannot find function foo with 1 params"},
+      {"1 +", 1, PropertyType::S32, {kInt64Word, 1, 0}, "syntax error"},
+  };
+  for (const ExpressionRow& row : rows) {
+    for (bool handBack : {true, false}) {
+      SCOPED_TRACE(std::string(row.expr ? row.expr : "(null)") + (handBack ? ", handed back" : ", logged"));
+      Authoring a(false);
+      testing::LogCapture log;
+      std::string error = "stale";
+      EXPECT_EQ(a.builder.writeExpressionProperty(row.id, row.type, row.expr, handBack ? &error : nullptr),
+                row.error.empty());
+      EXPECT_EQ(StreamWords(a.layout.resourceList()), row.resources);
+      const bool logged = !row.error.empty() && !handBack;
+      EXPECT_EQ(error, row.error.empty() || !handBack ? "stale" : row.error);
+      EXPECT_EQ(log.lines, logged ? std::vector<std::string>{"error parsing Orvel expr: " + row.error + "\n"}
+                                  : std::vector<std::string>{});
+    }
+  }
+}
+
+TEST(LayoutBuilder, NumberFormatAndLocaleRecords) {
+  Authoring a(false);
+  OvNumberLocaleConfig config;
+  for (uint32_t i = 0; i < kNumberLocaleConfigSize; ++i) config.bytes[i] = uint8_t(i + 1);
+  EXPECT_EQ(a.builder.writeFormattedNumberProperty(7, 0xFFFF, OvNumberFormat{0xAABBCCDD}), 0u);
+  EXPECT_EQ(a.builder.writeNumericLocaleConfig(config), 12u);
+  EXPECT_EQ(a.builder.writeFormattedNumberProperty(1, 2, OvNumberFormat{3}), 84u);
+  Words expected = {0x00000CA0, 0xFFFF0007, 0xAABBCCDD, 0x000048A1};
+  expected.resize(4 + kNumberLocaleConfigSize / 4);
+  std::memcpy(&expected[4], config.bytes, kNumberLocaleConfigSize);
+  expected.insert(expected.end(), {0x00000CA0, 0x00020001, 3});
+  EXPECT_EQ(StreamWords(a.layout.resourceList()), expected);
+}
+
+// No memory for the resource and binding lists: the expression is still
+// accepted, the number records give 0, the bindings are skipped, and the
+// layout (whose draw list had room) still loads.
+TEST(LayoutBuilder, RecordsWithoutRoom) {
+  testing::FailingAllocator allocator;
+  std::string error;
+  Authoring a, b;
+  // The parser's stacks come from the same allocator: count them on a parse
+  // (less the resource list's first buffer), then let exactly those through.
+  const int before = allocator.allocations();
+  EXPECT_TRUE(a.builder.writeExpressionProperty(1, PropertyType::S32, "", &error));
+  allocator.allow(allocator.allocations() - before - 1);
+  b.builder.writeBinding({"a", 1, 2});
+  b.builder.writeBitmapTextBinding("a", {{1, 2}});
+  EXPECT_TRUE(b.builder.writeExpressionProperty(1, PropertyType::S32, "", &error));
+  allocator.allow(0);
+  EXPECT_EQ(b.builder.writeFormattedNumberProperty(1, 2, OvNumberFormat{3}), 0u);
+  EXPECT_EQ(b.builder.writeNumericLocaleConfig(OvNumberLocaleConfig{}), 0u);
+  EXPECT_EQ(b.layout.resourceList().totalUsedSize(), 0u);
+  EXPECT_TRUE(b.builder.finish());
+  EXPECT_EQ(b.layout.bindingList().totalUsedSize(), 0u);
+}
+
+TEST(LayoutBuilder, HeaderOutOfMemoryMarker) {
+  testing::FailingAllocator allocator(0);
+  Authoring a(false);
+  EXPECT_EQ(reinterpret_cast<intptr_t>(a.builder.header()), -12);
+  EXPECT_EQ(reinterpret_cast<intptr_t>(a.builder.writeHeader()), OvLayoutBuilder::kOutOfMemory);
+  EXPECT_EQ(a.layout.drawList().totalUsedSize(), 0u);
+  // Finishing with the marker writes the id table but cannot load it.
+  allocator.allow(-1);
+  EXPECT_FALSE(a.builder.finish());
+  EXPECT_EQ(StreamWords(a.layout.drawList()), Words{0x0000048B});
+
+  // With memory back, writeHeader replaces the marker with a real header.
+  allocator.allow(0);
+  Authoring b(false);
+  allocator.allow(-1);
+  OvLayoutHeader* header = b.builder.writeHeader();
+  EXPECT_EQ(b.builder.header(), header);
+  EXPECT_EQ(reinterpret_cast<OvOp*>(header), b.layout.drawList().findOp(0));
+  b.builder.canvas().writeRect(OvRect{0, 0, 1, 1}, b.paint, "r");
+  EXPECT_TRUE(b.builder.finish());
+  OvDrawRect* rect = nullptr;
+  EXPECT_TRUE(b.layout.findElementById("r", &rect));
+}
+
+}  // namespace
+}  // namespace orvel
