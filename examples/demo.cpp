@@ -1,9 +1,14 @@
-// orvel-demo: the road a drawing takes, as far as the library goes today.
-// Records go into an op list on the authoring side, the list is cut into
-// small pieces as a transport would carry them, and the receiving side rebuilds
-// it with reserve/deserialize and checks every byte.
+// orvel-demo: the whole road a layout takes. A status screen is authored on
+// one device with OvLayoutBuilder, cut into packets of a chosen size, carried
+// to the other device, rebuilt there by OvLayoutDepacketizer, checked against
+// the original, and read as its renderer would: elements found by id, the
+// properties it uses listed, and its expression properties evaluated.
+//
+//   orvel-demo [packet capacity in bytes, default 244]
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <string>
 #include <vector>
 
 #include "orvel/orvel.h"
@@ -12,81 +17,173 @@ using namespace orvel;
 
 namespace {
 
-// A rectangle record: header, colour, then left, top, right, bottom.
-struct DemoRect {
-  static constexpr uint32_t kType = 1;
-  OvOp op;
-  RGBA_8888 colour;
-  OvRect rect;
-  void set(RGBA_8888 c, const OvRect& r) {
-    colour = c;
-    rect = r;
-  }
-};
+// The application's property ids: values the rendering side supplies.
+enum : uint16_t { kBatteryPercent = 3, kSecondsLeft = 4, kCharging = 5 };
+// Ids of the expression properties the layout carries.
+enum : uint16_t { kGaugeSweep = 20, kMinutesLeft = 21, kStatusColour = 22 };
 
-constexpr unsigned kPieceSize = 61;  // deliberately not a multiple of 4
+const char* RecordName(uint32_t type) {
+  static const char* const kNames[] = {"text",      "rect",    "line",   "bitmap", "arc",       "circle",
+                                       "path",      "blob",    "transform", "save", "restore",  "id map"};
+  return type < sizeof kNames / sizeof kNames[0] ? kNames[type] : "other";
+}
+
+unsigned CountRecords(const OvOpList& list) {
+  unsigned n = 0;
+  list.forEachOp([&](const OvOp*, uint32_t) { return ++n, true; });
+  return n;
+}
+
+std::vector<uint8_t> Stream(const OvOpList& list) {
+  std::vector<uint8_t> bytes(list.totalUsedSize());
+  OvSerializeIt it;
+  if (!bytes.empty()) list.serialize(bytes.data(), unsigned(bytes.size()), &it);
+  return bytes;
+}
+
+bool Author(OvLayout* layout, OvHeapBitmapStorage* bitmaps) {
+  OvLayoutBuilder builder(layout, bitmaps);
+  OvRecordingCanvas& canvas = builder.canvas();
+  OvPaint fill;
+  fill.setColor(MakeRGBA(0x20, 0x24, 0x2C, 0xFF));
+  OvPaint stroke;
+  stroke.setColor(MakeRGBA(0x4C, 0xAF, 0x50, 0xFF));
+  stroke.setStrokeWidth(6);
+  stroke.setStrokeCap(OvPaint::Cap::Round);
+
+  canvas.writeRect({0, 0, 240, 240}, fill, "background");
+  fill.setColor(MakeRGBA(0x30, 0x36, 0x40, 0xFF));
+  canvas.writeRoundRect({16, 16, 224, 224}, 18, 18, fill, "card");
+  canvas.writeArc({40, 40, 200, 200}, 135, 270, false, stroke, "gauge");
+  canvas.writeLine({56, 176}, {184, 176}, stroke, "divider");
+  canvas.drawCircle(120, 120, 6, fill);
+
+  // A small trend line over caller storage.
+  uint8_t verbs[8];
+  OvPoint points[8];
+  OvPathStorage storage = {verbs, 8, points, 8};
+  OvPath trend(&storage);
+  trend.moveTo({70, 200}).lineTo({100, 190}).lineTo({130, 196}).lineTo({170, 184});
+  canvas.writePath(trend, stroke, "trend");
+
+  // A charging badge, moved into place inside save/restore.
+  canvas.save();
+  const OvMatrix shift(1, 0, 150, 0, 1, 30, 0, 0, 1);
+  canvas.onBeforeTransform(shift);
+  canvas.matrix().setConcat(canvas.matrix(), shift);
+  canvas.writeRect({0, 0, 40, 20}, fill, "badge");
+  canvas.restore();
+
+  // The badge's icon travels as a bitmap.
+  OvBitmap* icon = bitmaps->allocate(7, 13, 9, 5);
+  if (!icon) return false;
+  for (uint32_t y = 0; y < icon->height; ++y)
+    for (uint32_t x = 0; x < icon->width; ++x) {
+      const RGBA_8888 pixel = MakeRGBA(uint8_t(x * 19), uint8_t(y * 28), 0x80, 0xFF);
+      std::memcpy(icon->pixels + y * icon->rowBytes + x * 4, &pixel, 4);
+    }
+
+  builder.writeBinding({"gauge", kBatteryPercent, 6});
+  builder.writeBinding({"badge", kCharging, 2});
+  builder.writeBinding({"no such element", 1, 3});  // dropped: no element bears it
+
+  std::string error;
+  bool ok = builder.writeExpressionProperty(kGaugeSweep, PropertyType::Float, "{3} * 270.0 / 100", &error) &&
+            builder.writeExpressionProperty(kMinutesLeft, PropertyType::S64, "floor({4} / 60)", &error) &&
+            builder.writeExpressionProperty(kStatusColour, PropertyType::S64,
+                                            "{5} ? 1 : {3} < 20 ? 2 : 0", &error);
+  if (!ok) {
+    std::printf("expression refused: %s\n", error.c_str());
+    return false;
+  }
+  // A typo is refused with the parser's message and leaves no property.
+  builder.writeExpressionProperty(99, PropertyType::Float, "cos(1, 2, 3)", &error);
+  std::printf("  refused expression \"cos(1, 2, 3)\": %s\n", error.c_str());
+  return builder.finish();
+}
 
 }  // namespace
 
-int main() {
-  // Authoring side: a transform followed by a grid of rectangles.
-  OvOpList authored;
-  OvMatrix shift;
-  shift.m[2] = 12.5f;
-  OvMatrix zoom(2, 0, 0, 0, 2, 0, 0, 0, 1);
-  OvMatrix transform;
-  transform.setConcat(shift, zoom);
-  OvOp* t = authored.allocOp(8, 4 + sizeof(OvMatrix));
-  if (!t) return 1;
-  std::memcpy(t + 1, transform.m, sizeof(OvMatrix));
-  for (int i = 0; i < 400; ++i) {
-    OvRect r{float(i % 20) * 10, float(i / 20) * 10, float(i % 20) * 10 + 8, float(i / 20) * 10 + 8};
-    if (!authored.push<DemoRect>(0, MakeRGBA(uint8_t(i), 0x80, 0x40, 0xFF), r)) return 1;
+int main(int argc, char** argv) {
+  const unsigned capacity = argc > 1 ? unsigned(std::strtoul(argv[1], nullptr, 10)) : 244;
+  if (capacity < 11) {
+    std::fprintf(stderr, "orvel-demo: a packet needs at least 11 bytes to carry layout bytes\n");
+    return 2;
   }
-  const uint32_t total = authored.totalUsedSize();
+  std::printf("orvel-demo: the whole road, in packets of %u bytes\n\nauthoring device\n", capacity);
+  OvLayout authored;
+  OvHeapBitmapStorage authoredBitmaps;
+  if (!Author(&authored, &authoredBitmaps)) return 1;
+  const OvOpList* sentLists[3] = {&authored.drawList(), &authored.resourceList(), &authored.bindingList()};
+  const char* listNames[3] = {"draw", "resource", "binding"};
+  for (int i = 0; i < 3; ++i)
+    std::printf("  %-8s list: %3u records, %5u bytes\n", listNames[i], CountRecords(*sentLists[i]),
+                sentLists[i]->totalUsedSize());
 
-  // The wire: pieces of kPieceSize bytes.
-  std::vector<std::vector<unsigned char>> pieces;
-  OvSerializeIt it;
-  while (!authored.iteratorFinished(it)) {
-    std::vector<unsigned char> piece(kPieceSize);
-    piece.resize(authored.serialize(piece.data(), kPieceSize, &it));
-    pieces.push_back(piece);
+  // The wire.
+  std::vector<std::vector<uint8_t>> packets;
+  size_t wireBytes = 0;
+  OvLayoutPacketizer packetizer(&authored, &authoredBitmaps);
+  std::vector<uint8_t> buffer(capacity);
+  while (!packetizer.finished()) {
+    OvLayoutPacketizer::Packet packet = {buffer.data(), capacity, 0};
+    if (!packetizer.nextPacket(&packet)) return 1;
+    packets.emplace_back(buffer.begin(), buffer.begin() + packet.size);
+    wireBytes += packet.size;
   }
+  std::printf("\nwire\n  %zu packets, %zu bytes\n", packets.size(), wireBytes);
 
-  // Receiving side: reserve the announced size once, then append each piece.
-  OvOpList received;
-  if (!received.reserve(total)) return 1;
-  for (const auto& piece : pieces) {
-    uint8_t* dst = received.deserialize(unsigned(piece.size()));
-    if (!dst) return 1;
-    std::memcpy(dst, piece.data(), piece.size());
+  // The rendering device.
+  OvLayout received;
+  OvHeapBitmapStorage receivedBitmaps;
+  OvLayoutDepacketizer depacketizer(&received, &receivedBitmaps);
+  for (const auto& p : packets)
+    if (!depacketizer.receivePacket(p.data(), unsigned(p.size()))) return 1;
+  const OvOpList* gotLists[3] = {&received.drawList(), &received.resourceList(), &received.bindingList()};
+  bool same = depacketizer.finished();
+  for (int i = 0; i < 3; ++i) same = same && Stream(*sentLists[i]) == Stream(*gotLists[i]);
+  const OvBitmap* sentIcon = authoredBitmaps.find(7);
+  const OvBitmap* gotIcon = receivedBitmaps.find(7);
+  for (uint32_t y = 0; same && gotIcon && y < sentIcon->height; ++y)
+    same = std::memcmp(sentIcon->pixels + y * sentIcon->rowBytes, gotIcon->pixels + y * gotIcon->rowBytes,
+                       sentIcon->width * 4u) == 0;
+  std::printf("\nrendering device\n  op lists and bitmap: %s\n", same && gotIcon ? "identical" : "DIFFERENT");
+  if (!received.loadMap()) {
+    std::printf("  the id map did not load\n");
+    return 1;
   }
+  std::printf("  elements by id:\n");
+  for (const char* id : {"background", "card", "gauge", "divider", "trend", "badge", "missing"}) {
+    OvLayoutOpType type;
+    unsigned offset = 0;
+    if (received.findElementById(id, unsigned(std::strlen(id)), &type, &offset))
+      std::printf("    %-10s %-9s at offset %u\n", id, RecordName(type), offset);
+    else
+      std::printf("    %-10s not found\n", id);
+  }
+  OvLayout::PropertyIds ids;
+  const unsigned used = received.getPropertiesInUse(&ids);
+  std::printf("  properties in use:");
+  for (unsigned i = 0; i < used; ++i) std::printf(" %u", ids[i]);
+  std::printf("\n");
 
-  // Check: same stream, same records.
-  std::vector<unsigned char> a(total), b(received.totalUsedSize());
-  OvSerializeIt ia, ib;
-  authored.serialize(a.data(), unsigned(a.size()), &ia);
-  received.serialize(b.data(), unsigned(b.size()), &ib);
-  unsigned rects = 0, transforms = 0;
-  bool wellFormed = received.forEachOp([&](const OvOp* op, uint32_t) {
-    rects += op->type() == DemoRect::kType;
-    transforms += op->type() == 8;
+  // The renderer's data, then the expression properties evaluated against it.
+  OvPropertyStorage* store = OvPropertyStorage::getInstance();
+  *store->get(kBatteryPercent) = Property::MakeS32(64);
+  *store->get(kSecondsLeft) = Property::MakeS32(7425);
+  *store->get(kCharging) = Property::MakeBool(false);
+  std::printf("  with battery 64%%, 7425 s left, not charging:\n");
+  OvExpressionEvaluator evaluator(&received.resourceList());
+  unsigned evaluated = 0;
+  received.resourceList().forEachOp([&](const OvOp* op, uint32_t) {
+    if (op->type() != kExpressionProperty || op->size() < sizeof(OvExpressionProperty)) return true;
+    const auto* prop = reinterpret_cast<const OvExpressionProperty*>(op);
+    char text[32];
+    unsigned length = 0;
+    evaluator.evaluate(prop->root.offset).toString(text, &length, sizeof text, nullptr);
+    std::printf("    property %u = %s\n", prop->propertyId, text);
+    ++evaluated;
     return true;
   });
-  const bool same = a == b;
-  const OvOp* last = received.findOp(authored.lastOpOffset());
-  OvRect lastRect;
-  if (last) std::memcpy(&lastRect, reinterpret_cast<const uint8_t*>(last) + 8, sizeof lastRect);
-  const OvPoint corner = transform.mapXY(lastRect.right, lastRect.bottom);
-
-  std::printf("orvel-demo\n");
-  std::printf("  authored : %u records (%u transform, %u rectangles), %u bytes in the op list\n",
-              transforms + rects, transforms, rects, total);
-  std::printf("  wire     : %zu pieces of at most %u bytes\n", pieces.size(), kPieceSize);
-  std::printf("  received : %u bytes, stream %s, walk %s\n", received.totalUsedSize(),
-              same ? "identical" : "DIFFERENT", wellFormed ? "clean" : "MALFORMED");
-  std::printf("  last rectangle found at offset %u, its far corner maps to (%g, %g)\n",
-              authored.lastOpOffset(), corner.x, corner.y);
-  return same && wellFormed && last ? 0 : 1;
+  return same && evaluated == 3 ? 0 : 1;
 }

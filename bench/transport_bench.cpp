@@ -1,0 +1,90 @@
+// The whole road's transport: a layout of about 1 MiB of records plus a
+// 512x512 bitmap packetized and depacketized, beside memcpy moving the same
+// bytes in pieces of the same size. Every byte is copied twice on the round
+// trip, so 0.5 of memcpy is the limit.
+#include <benchmark/benchmark.h>
+
+#include <cstring>
+#include <vector>
+
+#include "orvel/core/heap_bitmap_storage.h"
+#include "orvel/layout/layout.h"
+#include "orvel/transport/depacketizer.h"
+#include "orvel/transport/packetizer.h"
+#include "ratio.h"
+
+namespace {
+
+using namespace orvel;
+
+struct Scene {
+  OvLayout layout;
+  OvHeapBitmapStorage bitmaps;
+  uint64_t payloadBytes = 0;
+
+  Scene() {
+    while (layout.drawList().totalUsedSize() + 36 <= (1u << 20)) {
+      OvOp* op = layout.drawList().allocOp(kDrawRect, 36);
+      std::memset(op + 1, 0x5A, 32);
+    }
+    OvBitmap* b = bitmaps.allocate(1, 512, 512, 5);
+    std::memset(b->pixels, 0x33, size_t(b->rowBytes) * b->height);
+    payloadBytes = layout.drawList().totalUsedSize() + 16 + uint64_t(b->rowBytes) * b->height;
+  }
+};
+
+Scene& TheScene() {
+  static Scene scene;
+  return scene;
+}
+
+void BM_TransportRoundTrip(benchmark::State& state) {
+  Scene& scene = TheScene();
+  const uint32_t capacity = uint32_t(state.range(0));
+  std::vector<uint8_t> buffer(capacity);
+  int64_t packets = 0;
+  for (auto _ : state) {
+    OvLayout received;
+    OvHeapBitmapStorage storage;
+    OvLayoutDepacketizer depacketizer(&received, &storage);
+    OvLayoutPacketizer packetizer(&scene.layout, &scene.bitmaps);
+    while (!packetizer.finished()) {
+      OvLayoutPacketizer::Packet packet = {buffer.data(), capacity, 0};
+      packetizer.nextPacket(&packet);
+      depacketizer.receivePacket(buffer.data(), packet.size);
+      ++packets;
+    }
+    benchmark::DoNotOptimize(depacketizer.finished());
+  }
+  state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(scene.payloadBytes));
+  state.counters["time_per_packet"] =
+      benchmark::Counter(double(packets), benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+}
+BENCHMARK(BM_TransportRoundTrip)->Arg(244)->Arg(4096)->Unit(benchmark::kMillisecond);
+
+void BM_TransportMemcpy(benchmark::State& state) {
+  const size_t total = size_t(TheScene().payloadBytes);
+  std::vector<uint8_t> src(total, 1);
+  const size_t piece = size_t(state.range(0));
+  std::vector<uint8_t> dst(piece);
+  for (auto _ : state) {
+    for (size_t at = 0; at < total; at += piece) {
+      std::memcpy(dst.data(), src.data() + at, total - at < piece ? total - at : piece);
+      benchmark::DoNotOptimize(dst.data());
+    }
+    benchmark::ClobberMemory();
+  }
+  state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(total));
+}
+BENCHMARK(BM_TransportMemcpy)->Arg(244)->Arg(4096)->Unit(benchmark::kMillisecond);
+
+using orvel_bench::Rate;
+using orvel_bench::RegisterRatio;
+const int kRatios[] = {
+    RegisterRatio("transport round trip / memcpy, 244-byte packets", "BM_TransportRoundTrip/244",
+                  "BM_TransportMemcpy/244", Rate::kBytes, 0.15),
+    RegisterRatio("transport round trip / memcpy, 4 KiB packets", "BM_TransportRoundTrip/4096",
+                  "BM_TransportMemcpy/4096", Rate::kBytes, 0.4),
+};
+
+}  // namespace
