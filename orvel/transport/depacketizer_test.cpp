@@ -6,6 +6,8 @@
 #include <random>
 
 #include "orvel/core/heap_bitmap_storage.h"
+#include "orvel/expr/evaluator.h"
+#include "orvel/expr/layout_builder.h"
 #include "orvel/core/test_helpers_internal.h"
 #include "orvel/transport/transport_test_util_internal.h"
 
@@ -158,26 +160,75 @@ TEST(DepacketizerTest, AllocationRefusedByTheStorage) {
                                                  "Layout depacketize error; failed receiving bitmap op packet"}));
 }
 
-// Everything the sender had, byte for byte, at every capacity.
-TEST(TransportRoundTripTest, OpListsAndBitmapsSurviveAnyCapacity) {
-  OvLayout sent;
-  std::mt19937 rng(7);
-  for (OvOpList* list : {&sent.drawList(), &sent.resourceList(), &sent.bindingList()}) {
-    const int records = list == &sent.drawList() ? 700 : 40;
-    for (int i = 0; i < records; ++i) {
-      const uint32_t size = 4 * (1 + rng() % 30);
-      OvOp* op = list->allocOp(kDrawRect, size);
-      ASSERT_TRUE(op);
-      for (uint32_t k = 4; k < size; ++k) reinterpret_cast<uint8_t*>(op)[k] = uint8_t(rng());
+// A layout as the builder makes it: shapes, paths, ids, bindings and
+// expression properties, several buffers' worth of draw records.
+void Author(OvLayout* layout, StridedStorage* bitmaps, std::mt19937& rng) {
+  OvLayoutBuilder builder(layout, bitmaps);
+  OvRecordingCanvas& canvas = builder.canvas();
+  OvPaint paint;
+  uint8_t verbs[6];
+  OvPoint points[6];
+  OvPathStorage storage = {verbs, 6, points, 6};
+  for (int i = 0; i < 300; ++i) {
+    const std::string id = "e" + std::to_string(i);
+    const float v = float(rng() % 200);
+    switch (i % 4) {
+      case 0: canvas.writeRect({v, v, v + 5, v + 9}, paint, id.c_str()); break;
+      case 1: canvas.writeLine({v, 0}, {0, v}, paint, id.c_str()); break;
+      case 2: canvas.writeArc({0, 0, v + 1, v + 2}, v, 90, i % 8 == 2, paint, id.c_str()); break;
+      default: {
+        OvPath path(&storage);
+        path.moveTo({v, 1}).lineTo({2, v}).cubicTo({v, v}, {3, 4}, {5, v}).close();
+        canvas.writePath(path, paint, id.c_str());
+      }
     }
+    if (i % 50 == 0) builder.writeBinding({id.c_str(), uint16_t(i), uint16_t(i % 7)});
   }
-  ASSERT_GT(sent.drawList().totalUsedSize(), 3 * 4096u) << "several buffers";
+  const char* expressions[] = {"{1} * 3 + {2}", "{1} > 4 ? floor({2} / 3.0) : -1", "\"id\" + {3}", "cos(PI() * {2})"};
+  for (unsigned i = 0; i < 4; ++i) {
+    std::string error;
+    ASSERT_TRUE(builder.writeExpressionProperty(i, PropertyType::Float, expressions[i], &error)) << error;
+  }
+  ASSERT_TRUE(builder.finish());
+}
+
+std::vector<Property> EvaluateProperties(const OvLayout& layout) {
+  OvPropertyStorage* store = OvPropertyStorage::getInstance();
+  *store->get(1) = Property::MakeS32(7);
+  *store->get(2) = Property::MakeFloat(2.5f);
+  *store->get(3) = Property::MakeU8(9);
+  OvExpressionEvaluator evaluator(&layout.resourceList());
+  std::vector<Property> values;
+  layout.resourceList().forEachOp([&](const OvOp* op, uint32_t) {
+    if (op->type() == kExpressionProperty)
+      values.push_back(evaluator.evaluate(reinterpret_cast<const OvExpressionProperty*>(op)->root.offset));
+    return true;
+  });
+  return values;
+}
+
+Bytes Stream(const OvOpList& list) {
+  Bytes b(list.totalUsedSize());
+  OvSerializeIt it;
+  if (!b.empty()) list.serialize(b.data(), unsigned(b.size()), &it);
+  return b;
+}
+
+// Everything the sender had, byte for byte, at every capacity that can carry
+// layout bytes (at 10 a layout op packet has no room for payload).
+TEST(TransportRoundTripTest, BuiltLayoutsAndBitmapsSurviveAnyCapacity) {
+  std::mt19937 rng(7);
+  OvLayout sent;
   StridedStorage bitmaps;
-  bitmaps.add(3, 5, 3, 1, 7);    // 1 byte per pixel, 2 bytes padding
-  bitmaps.add(1, 1, 1, 5, 4);    // one 4-byte pixel
-  bitmaps.add(9, 7, 4, 4, 17);   // 2 bytes per pixel, 3 bytes padding
+  bitmaps.add(3, 5, 3, 1, 7);      // 1 byte per pixel, 2 bytes padding
+  bitmaps.add(1, 1, 1, 5, 4);      // one 4-byte pixel
+  bitmaps.add(9, 7, 4, 4, 17);     // 2 bytes per pixel, 3 bytes padding
   bitmaps.add(4, 2, 2, 0x105, 8);  // colour type read by its low byte
-  bitmaps.add(5, 3, 2, 9, 6);    // unknown colour type: rows carry no pixels
+  bitmaps.add(5, 3, 2, 9, 6);      // unknown colour type: rows carry no pixels
+  Author(&sent, &bitmaps, rng);
+  ASSERT_GT(sent.drawList().totalUsedSize(), 3 * 4096u) << "several buffers";
+  const std::vector<Property> sentValues = EvaluateProperties(sent);
+  ASSERT_EQ(sentValues.size(), 4u);
 
   std::vector<uint32_t> capacities = {11, 16, 17, 20, 64, 244, 4096};
   for (int i = 0; i < 4; ++i) capacities.push_back(11 + rng() % 300);
@@ -190,20 +241,28 @@ TEST(TransportRoundTripTest, OpListsAndBitmapsSurviveAnyCapacity) {
     OvLayoutDepacketizer depacketizer(&received, &storage);
     for (const Bytes& p : packets) ASSERT_TRUE(depacketizer.receivePacket(p.data(), unsigned(p.size()))) << capacity;
     EXPECT_TRUE(depacketizer.finished());
-    for (auto pair : {std::make_pair(&sent.drawList(), &received.drawList()),
-                      std::make_pair(&sent.resourceList(), &received.resourceList()),
-                      std::make_pair(&sent.bindingList(), &received.bindingList())}) {
-      Bytes a(pair.first->totalUsedSize()), b(pair.second->totalUsedSize());
-      OvSerializeIt ia, ib;
-      pair.first->serialize(a.data(), unsigned(a.size()), &ia);
-      if (!b.empty()) pair.second->serialize(b.data(), unsigned(b.size()), &ib);
-      EXPECT_EQ(a, b) << "capacity " << capacity;
-    }
+    EXPECT_EQ(Stream(received.drawList()), Stream(sent.drawList())) << capacity;
+    EXPECT_EQ(Stream(received.resourceList()), Stream(sent.resourceList())) << capacity;
+    EXPECT_EQ(Stream(received.bindingList()), Stream(sent.bindingList())) << capacity;
     for (const OvBitmap* b = bitmaps.first(); b; b = bitmaps.next(b)) {
       const OvBitmap* got = storage.find(b->id);
       ASSERT_NE(got, nullptr) << b->id;
       EXPECT_EQ(testing::PixelRows(*got), testing::PixelRows(*b)) << "bitmap " << b->id << " at " << capacity;
     }
+    ASSERT_TRUE(received.loadMap()) << capacity;
+    for (int i = 0; i < 300; ++i) {
+      const std::string id = "e" + std::to_string(i);
+      OvLayoutOpType sentType, gotType;
+      unsigned sentOffset = 0, gotOffset = 1;
+      ASSERT_TRUE(sent.findElementById(id.c_str(), unsigned(id.size()), &sentType, &sentOffset));
+      ASSERT_TRUE(received.findElementById(id.c_str(), unsigned(id.size()), &gotType, &gotOffset)) << id;
+      EXPECT_EQ(gotOffset, sentOffset) << id;
+      EXPECT_EQ(gotType, sentType) << id;
+    }
+    const std::vector<Property> values = EvaluateProperties(received);
+    ASSERT_EQ(values.size(), sentValues.size());
+    for (size_t i = 0; i < values.size(); ++i)
+      EXPECT_EQ(std::memcmp(&values[i], &sentValues[i], sizeof(Property)), 0) << "property " << i << " at " << capacity;
   }
 }
 
