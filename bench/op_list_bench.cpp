@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "orvel/layout/op_list.h"
+#include "memcpy_peer.h"
 #include "ratio.h"
 
 namespace {
@@ -58,18 +59,7 @@ BENCHMARK(BM_Serialize)->Arg(244)->Arg(4096);
 void BM_MemcpyPieces(benchmark::State& state) {
   OvOpList list;
   FillMegabyte(&list);
-  const size_t total = list.totalUsedSize();
-  std::vector<unsigned char> src(total, 1);
-  const size_t piece = size_t(state.range(0));
-  std::vector<unsigned char> dst(piece);
-  for (auto _ : state) {
-    for (size_t at = 0; at < total; at += piece) {
-      std::memcpy(dst.data(), src.data() + at, total - at < piece ? total - at : piece);
-      benchmark::DoNotOptimize(dst.data());
-    }
-    benchmark::ClobberMemory();
-  }
-  state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(total));
+  orvel_bench::MemcpyInPieces(state, list.totalUsedSize(), size_t(state.range(0)));
 }
 BENCHMARK(BM_MemcpyPieces)->Arg(244)->Arg(4096);
 

@@ -11,6 +11,7 @@
 #include "orvel/layout/layout.h"
 #include "orvel/transport/depacketizer.h"
 #include "orvel/transport/packetizer.h"
+#include "memcpy_peer.h"
 #include "ratio.h"
 
 namespace {
@@ -63,18 +64,7 @@ void BM_TransportRoundTrip(benchmark::State& state) {
 BENCHMARK(BM_TransportRoundTrip)->Arg(244)->Arg(4096)->Unit(benchmark::kMillisecond);
 
 void BM_TransportMemcpy(benchmark::State& state) {
-  const size_t total = size_t(TheScene().payloadBytes);
-  std::vector<uint8_t> src(total, 1);
-  const size_t piece = size_t(state.range(0));
-  std::vector<uint8_t> dst(piece);
-  for (auto _ : state) {
-    for (size_t at = 0; at < total; at += piece) {
-      std::memcpy(dst.data(), src.data() + at, total - at < piece ? total - at : piece);
-      benchmark::DoNotOptimize(dst.data());
-    }
-    benchmark::ClobberMemory();
-  }
-  state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(total));
+  orvel_bench::MemcpyInPieces(state, size_t(TheScene().payloadBytes), size_t(state.range(0)));
 }
 BENCHMARK(BM_TransportMemcpy)->Arg(244)->Arg(4096)->Unit(benchmark::kMillisecond);
 

@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "orvel/core/log.h"
-#include "orvel/transport/packet_cursor_internal.h"
+#include "orvel/transport/transport_internal.h"
 
 namespace orvel {
 
@@ -69,20 +69,9 @@ bool OvLayoutDepacketizer::receivePacket(const unsigned char* data, unsigned int
 }
 
 OvOpList* OvLayoutDepacketizer::getOpList(OpList list) {
-  if (fLayout) {
-    switch (list) {
-      case kDrawOpList:
-        return &fLayout->drawList();
-      case kResourceOpList:
-        return &fLayout->resourceList();
-      case kBindingOpList:
-        return &fLayout->bindingList();
-      default:
-        break;
-    }
-  }
-  Log(kLogPriorityError, "Layout depacketization error; invalid oplist value for oplist getter");
-  return nullptr;
+  OvOpList* chosen = priv::OpListOf(fLayout, list);
+  if (!chosen) Log(kLogPriorityError, "Layout depacketization error; invalid oplist value for oplist getter");
+  return chosen;
 }
 
 bool OvLayoutDepacketizer::receivePacket(const LayoutOpPacket& header, const unsigned char* payload,

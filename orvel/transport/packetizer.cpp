@@ -4,7 +4,7 @@
 
 #include "orvel/core/cache.h"
 #include "orvel/core/log.h"
-#include "orvel/transport/packet_cursor_internal.h"
+#include "orvel/transport/transport_internal.h"
 
 namespace orvel {
 
@@ -13,19 +13,6 @@ using namespace OvLayoutPacketTypes;
 namespace {
 
 constexpr uint16_t PacketHeader(PacketType type) { return uint16_t(type << 8); }
-
-const OvOpList* ListOf(const OvLayout* layout, uint32_t which) {
-  switch (which) {
-    case kDrawOpList:
-      return &layout->drawList();
-    case kResourceOpList:
-      return &layout->resourceList();
-    case kBindingOpList:
-      return &layout->bindingList();
-    default:
-      return nullptr;
-  }
-}
 
 }  // namespace
 
@@ -103,7 +90,7 @@ bool OvLayoutPacketizer::advanceToNextOpList() {
   if (fCurrentOpList == kDrawOpList || fCurrentOpList == kResourceOpList) {
     if (fLayout) {
       ++fCurrentOpList;
-      fTotalSize = ListOf(fLayout, fCurrentOpList)->totalUsedSize();
+      fTotalSize = priv::OpListOf(fLayout, fCurrentOpList)->totalUsedSize();
       return true;
     }
   } else if (fCurrentOpList != kBindingOpList) {
@@ -133,7 +120,7 @@ bool OvLayoutPacketizer::advanceBitmapIterator(BitmapIteratorState* it) const {
 }
 
 const OvOpList* OvLayoutPacketizer::getCurrentOpList() const {
-  const OvOpList* list = fLayout ? ListOf(fLayout, fCurrentOpList) : nullptr;
+  const OvOpList* list = priv::OpListOf(fLayout, fCurrentOpList);
   if (!list) Log(kLogPriorityError, "Layout packetization error; invalid oplist state for oplist getter");
   return list;
 }

@@ -1,12 +1,35 @@
-// The one cursor over packet bytes: little-endian, unaligned fields written or
-// read in sequence, with every access bounded by the packet's length.
+// What the packetizer and the depacketizer share: the one cursor over packet
+// bytes, and the choice of a layout's op list by its wire value.
 #pragma once
 
 #include <cstdint>
 #include <cstring>
 
+#include "orvel/transport/packet_types.h"
+
 namespace orvel {
 namespace priv {
+
+// The layout's first, second or third op list for wire value 1, 2 or 3 (the
+// whole u32 compared); null for any other value or a null layout. Layout is
+// OvLayout or const OvLayout.
+template <class Layout>
+auto OpListOf(Layout* layout, uint32_t which) -> decltype(&layout->drawList()) {
+  if (!layout) return nullptr;
+  switch (which) {
+    case OvLayoutPacketTypes::kDrawOpList:
+      return &layout->drawList();
+    case OvLayoutPacketTypes::kResourceOpList:
+      return &layout->resourceList();
+    case OvLayoutPacketTypes::kBindingOpList:
+      return &layout->bindingList();
+    default:
+      return nullptr;
+  }
+}
+
+// Little-endian, unaligned fields written or read in sequence, with every
+// access bounded by the packet's length.
 
 class PacketCursor {
  public:
