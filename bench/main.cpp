@@ -23,8 +23,11 @@ std::vector<Pair>& Pairs() {
   return pairs;
 }
 
+// Plain tabular console output (no colour codes in logs), recording each
+// run's rates for the ratios.
 class RecordingReporter : public benchmark::ConsoleReporter {
  public:
+  RecordingReporter() : ConsoleReporter(OO_Tabular) {}
   void ReportRuns(const std::vector<Run>& runs) override {
     ConsoleReporter::ReportRuns(runs);
     for (const Run& run : runs) {
