@@ -1,31 +1,17 @@
 // Proves that building, iterating and arc approximation allocate nothing.
 // This file replaces the global operator new/delete for the whole path test
 // binary and, outside AddressSanitizer builds (which own malloc), wraps the C
-// allocator too; counting happens only between StartCountingAllocations() and
-// StopCountingAllocations(), so the rest of the binary is undisturbed. Other
-// tests of this binary that need counting declare those two functions rather
-// than replacing the operators a second time.
+// allocator too; only allocations between StartCountingAllocations() and
+// StopCountingAllocations() are counted, so the rest of the binary is
+// undisturbed. Other tests of this binary that count declare those two.
 #include <gtest/gtest.h>
 
-#include <cstddef>
 #include <cstdlib>
 #include <new>
 
 #include "orvel/core/log.h"
 #include "orvel/core/test_helpers_internal.h"
 #include "orvel/path/arc.h"
-#include "orvel/path/path.h"
-
-#if defined(__SANITIZE_ADDRESS__)
-#define ORVEL_WRAP_MALLOC 0
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define ORVEL_WRAP_MALLOC 0
-#endif
-#endif
-#ifndef ORVEL_WRAP_MALLOC
-#define ORVEL_WRAP_MALLOC 1
-#endif
 
 namespace orvel {
 namespace testing {
@@ -34,77 +20,45 @@ bool gCounting = false;
 int gAllocations = 0;
 }  // namespace
 
-void NoteAllocation() {
-  if (gCounting) ++gAllocations;
-}
-void StartCountingAllocations() {
-  gAllocations = 0;
-  gCounting = true;
-}
+void NoteAllocation() { gAllocations += gCounting; }
+void StartCountingAllocations() { gAllocations = 0, gCounting = true; }
 // The number of allocations since the matching start.
-int StopCountingAllocations() {
-  gCounting = false;
-  return gAllocations;
-}
+int StopCountingAllocations() { return gCounting = false, gAllocations; }
 
 }  // namespace testing
 }  // namespace orvel
 
-#if ORVEL_WRAP_MALLOC
+#if !defined(__SANITIZE_ADDRESS__)
 extern "C" {
 void* __libc_malloc(size_t size);
 void* __libc_calloc(size_t count, size_t size);
 void* __libc_realloc(void* block, size_t size);
 void __libc_free(void* block);
-
-void* malloc(size_t size) noexcept {
-  orvel::testing::NoteAllocation();
-  return __libc_malloc(size);
-}
-void* calloc(size_t count, size_t size) noexcept {
-  orvel::testing::NoteAllocation();
-  return __libc_calloc(count, size);
-}
-void* realloc(void* block, size_t size) noexcept {
-  orvel::testing::NoteAllocation();
-  return __libc_realloc(block, size);
-}
-void free(void* block) noexcept { __libc_free(block); }
+void* malloc(size_t size) noexcept { return orvel::testing::NoteAllocation(), __libc_malloc(size); }
+void* calloc(size_t n, size_t size) noexcept { return orvel::testing::NoteAllocation(), __libc_calloc(n, size); }
+void* realloc(void* p, size_t size) noexcept { return orvel::testing::NoteAllocation(), __libc_realloc(p, size); }
+void free(void* p) noexcept { __libc_free(p); }
 }
 #endif
 
+// The other forms of new and delete default to these two.
 void* operator new(size_t size) {
   orvel::testing::NoteAllocation();
   if (void* p = std::malloc(size ? size : 1)) return p;
   throw std::bad_alloc();
 }
-void* operator new[](size_t size) { return operator new(size); }
-void* operator new(size_t size, const std::nothrow_t&) noexcept {
-  orvel::testing::NoteAllocation();
-  return std::malloc(size ? size : 1);
-}
-void* operator new[](size_t size, const std::nothrow_t& tag) noexcept { return operator new(size, tag); }
 void operator delete(void* p) noexcept { std::free(p); }
-void operator delete[](void* p) noexcept { std::free(p); }
 void operator delete(void* p, size_t) noexcept { std::free(p); }
-void operator delete[](void* p, size_t) noexcept { std::free(p); }
 
 namespace orvel {
 namespace {
 
-void CountingSink(void* context, int, const char*, const char*) { ++*static_cast<int*>(context); }
-
-void IgnoreCubic(void* context, const OvPoint&, const OvPoint&, const OvPoint&) { ++*static_cast<int*>(context); }
-
 TEST(PathAllocationTest, BuildingIteratingAndArcsAllocateNothing) {
-  uint8_t verbs[32];
-  OvPoint points[64];
-  OvPathStorage storage{verbs, 32, points, 64};
-  uint8_t fewVerbs[2];
-  OvPoint fewPoints[2];
-  OvPathStorage full{fewVerbs, 2, fewPoints, 2};
+  uint8_t verbs[32], fewVerbs[2];
+  OvPoint points[64], fewPoints[2];
+  OvPathStorage storage{verbs, 32, points, 64}, full{fewVerbs, 2, fewPoints, 2};
   int logged = 0, cubics = 0, walked = 0;
-  SetLogSink(&CountingSink, &logged);
+  SetLogSink([](void* count, int, const char*, const char*) { ++*static_cast<int*>(count); }, &logged);
   testing::FailingAllocator libraryAllocator(0);  // any library heap use fails and is counted
 
   testing::StartCountingAllocations();
@@ -114,7 +68,8 @@ TEST(PathAllocationTest, BuildingIteratingAndArcsAllocateNothing) {
   OvPathProxy proxy(&path);
   proxy.arcTo({0, 0, 10, 20}, 45, -100, false);
   OvPathUtils::CubicApproxArc({0, 0, 4, 4}, 0, 300, &proxy);
-  OvPathUtils::cubicApproxArc({0, 0, 4, 4}, 10, 190, &cubics, &IgnoreCubic);
+  OvPathUtils::cubicApproxArc({0, 0, 4, 4}, 10, 190, &cubics,
+                              [](void* n, const OvPoint&, const OvPoint&, const OvPoint&) { ++*static_cast<int*>(n); });
   const OvPathUtils::ArcCubic one = OvPathUtils::cubicApproxArc({0, 0, 4, 4}, 10, 80);
   OvPath refused(&full);
   refused.moveTo({0, 0}).lineTo({1, 1}).close();  // two refusals, logged
@@ -132,15 +87,12 @@ TEST(PathAllocationTest, BuildingIteratingAndArcsAllocateNothing) {
   EXPECT_EQ(cubics, 3);
   EXPECT_EQ(walked, 18);
   EXPECT_NE(one.end.x, 0.0f);
-}
-
-// The counter itself sees an allocation.
-TEST(PathAllocationTest, CounterSeesAllocations) {
+  // And the counter itself sees an allocation.
   testing::StartCountingAllocations();
   int* p = new int(3);
-  const int allocations = testing::StopCountingAllocations();
+  const int counted = testing::StopCountingAllocations();
   delete p;
-  EXPECT_GE(allocations, 1);
+  EXPECT_GE(counted, 1);
 }
 
 }  // namespace
