@@ -148,6 +148,9 @@ int main(int argc, char** argv) {
     same = std::memcmp(sentIcon->pixels + y * sentIcon->rowBytes, gotIcon->pixels + y * gotIcon->rowBytes,
                        sentIcon->width * 4u) == 0;
   std::printf("\nrendering device\n  op lists and bitmap: %s\n", same && gotIcon ? "identical" : "DIFFERENT");
+  if (gotIcon)
+    std::printf("  bitmap %u: %ux%u, colour type %u, rows of %u bytes (sender's %u)\n", gotIcon->id, gotIcon->width,
+                gotIcon->height, gotIcon->colorType, gotIcon->rowBytes, sentIcon->rowBytes);
   if (!received.loadMap()) {
     std::printf("  the id map did not load\n");
     return 1;
