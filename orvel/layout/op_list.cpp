@@ -146,6 +146,9 @@ void OvOpList::move(OvOpList& other) {
 }
 
 const OvOp* OvOpList::findOp(uint32_t offset, uint32_t* bytesLeft) const {
+  // Records are multiples of 4 long, so none starts elsewhere; a received
+  // offset that says otherwise would make a misaligned record.
+  if ((offset & 3) != 0) return nullptr;
   for (const OvOpBuffer* b = fFirst; b; b = b->next) {
     const uint8_t* p = SkipPadding(b);
     const uint32_t n = uint32_t(b->data + b->used - p);

@@ -108,9 +108,10 @@ class ORVEL_API OvOpList {
 
   // Visits every record in stream order as visit(const OvOp* op, uint32_t
   // offset); visit returns false to stop. Zero words where a buffer's records
-  // start are padding and skipped. A header below kMinOpHeader or one whose
-  // size runs past the buffer's used bytes ends the walk: then false is
-  // returned; otherwise true. Never reads outside the used bytes.
+  // start are padding and skipped. A header below kMinOpHeader, one whose size
+  // is not a multiple of 4 or one whose size runs past the buffer's used bytes
+  // ends the walk: then false is returned; otherwise true. Never reads outside
+  // the used bytes, and every record visited is 4-byte aligned.
   template <class Visit>
   bool forEachOp(Visit&& visit) const {
     uint32_t base = 0;
@@ -121,7 +122,7 @@ class ORVEL_API OvOpList {
       while (p < end) {
         if (end - p < 4) return false;
         const OvOp* op = reinterpret_cast<const OvOp*>(p);
-        if (op->header < kMinOpHeader || op->size() > uint32_t(end - p)) return false;
+        if (op->header < kMinOpHeader || op->size() > uint32_t(end - p) || (op->size() & 3) != 0) return false;
         if (!visit(op, base + uint32_t(p - start))) return true;
         p += op->size();
       }
@@ -130,8 +131,9 @@ class ORVEL_API OvOpList {
     return true;
   }
 
-  // The record at logical offset, or null when the offset lies past the stream
-  // or fewer than 4 bytes are left behind it in its buffer. *bytesLeft (when
+  // The record at logical offset, or null when the offset lies past the stream,
+  // is not a multiple of 4 (no record starts there), or fewer than 4 bytes are
+  // left behind it in its buffer. *bytesLeft (when
   // given) receives the bytes from the record to its buffer's used end; the
   // header itself is not checked.
   const OvOp* findOp(uint32_t offset, uint32_t* bytesLeft = nullptr) const;

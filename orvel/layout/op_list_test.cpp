@@ -258,6 +258,7 @@ TEST(OpListTest, WalksStopAtMalformedHeadersAndSkipLeadingPadding) {
       {"size below four", {OpHeader(9, 4), 0x00000300u}, {0}, false},
       {"zero word mid-buffer", {OpHeader(9, 4), 0, OpHeader(9, 4)}, {0}, false},
       {"size past the end", {OpHeader(9, 4), OpHeader(1, 12), 0}, {0}, false},
+      {"size not a multiple of four", {OpHeader(9, 4), OpHeader(9, 6), 0, OpHeader(9, 4)}, {0}, false},
       {"all padding", {0, 0, 0}, {}, true},
   };
   for (const Case& c : cases) {
@@ -279,8 +280,11 @@ TEST(OpListTest, WalksStopAtMalformedHeadersAndSkipLeadingPadding) {
   uint32_t left = 0;
   EXPECT_EQ(list.findOp(0, &left), reinterpret_cast<const OvOp*>(list.firstBuffer()->data + 4));
   EXPECT_EQ(left, 8u);
-  EXPECT_EQ(list.findOp(6), nullptr) << "fewer than four bytes behind the offset";
-  EXPECT_EQ(list.findOp(8), nullptr);
+  EXPECT_EQ(list.findOp(2), nullptr) << "no record starts off a multiple of four";
+  ASSERT_NE(list.deserialize(2), nullptr);
+  EXPECT_NE(list.findOp(4), nullptr);
+  EXPECT_EQ(list.findOp(8), nullptr) << "fewer than four bytes behind the offset";
+  EXPECT_EQ(list.findOp(12), nullptr);
 }
 
 }  // namespace
