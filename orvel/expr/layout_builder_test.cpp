@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -15,14 +14,11 @@ namespace {
 
 using Words = std::vector<uint32_t>;
 
-// The list's stream as little-endian words.
+// The list's stream as words (both targets are little-endian, as the stream is).
 Words StreamWords(const OvOpList& list) {
+  Words words(list.totalUsedSize() / 4);
   OvSerializeIt it;
-  if (list.iteratorFinished(it)) return {};
-  std::vector<uint8_t> bytes(list.totalUsedSize());
-  EXPECT_EQ(list.serialize(bytes.data(), unsigned(bytes.size()), &it), bytes.size());
-  Words words(bytes.size() / 4);
-  std::memcpy(words.data(), bytes.data(), words.size() * 4);
+  if (!words.empty()) list.serialize(reinterpret_cast<uint8_t*>(words.data()), unsigned(4 * words.size()), &it);
   return words;
 }
 
@@ -60,57 +56,48 @@ TEST(LayoutBuilder, FinishedLayouts) {
   EXPECT_EQ(reinterpret_cast<OvOp*>(rect), named.layout.drawList().findOp(kElementB));
 }
 
-struct BindingRow {
-  const char* what;
-  std::function<void(OvLayoutBuilder&)> queue;
-  Words expected;
-  std::vector<std::string> log;
+// A queued call: writeBitmapTextBinding when text, writeBinding otherwise.
+struct Queued {
+  const char* name;
+  uint16_t id, kind;
+  bool text;
+  std::vector<OvBitmapTextGlyphBinding> glyphs;
 };
+Queued B(const char* name, uint16_t id, uint16_t kind) { return {name, id, kind, false, {}}; }
+Queued T(const char* name, std::vector<OvBitmapTextGlyphBinding> glyphs) { return {name, 0, 0, true, glyphs}; }
 
 TEST(LayoutBuilder, BindingRecords) {
-  const std::vector<BindingRow> rows = {
-      {"kinds 3, 6, 5, 6: the sixes first, newest first",
-       [](OvLayoutBuilder& b) {
-         b.writeBinding({"a", 1, 3});
-         b.writeBinding({"b", 2, 6});
-         b.writeBinding({"a", 3, 5});
-         b.writeBinding({"b", 4, 6});
-       },
+  const struct {
+    const char* what;
+    std::vector<Queued> calls;
+    Words expected;
+    std::vector<std::string> log;
+  } rows[] = {
+      {"kinds 3, 6, 5, 6: the sixes first, newest first", {B("a", 1, 3), B("b", 2, 6), B("a", 3, 5), B("b", 4, 6)},
        {kBindingWord, 4 | 6 << 16, kElementB, kBindingWord, 2 | 6 << 16, kElementB,  //
         kBindingWord, 1 | 3 << 16, kElementA, kBindingWord, 3 | 5 << 16, kElementA},
        {}},
-      {"bitmap text of three entries: the firsts, then the seconds",
-       [](OvLayoutBuilder& b) { b.writeBitmapTextBinding("a", {{1, 10}, {2, 20}, {3, 30}}); },
-       {0x000018A2, 3, kElementA, 0x00020001, 0x000A0003, 0x001E0014},
-       {}},
-      {"bitmap text of no entries", [](OvLayoutBuilder& b) { b.writeBitmapTextBinding("b", {}); },
-       {0x00000CA2, 0, kElementB}, {}},
+      {"bitmap text of three entries: the firsts, then the seconds", {T("a", {{1, 10}, {2, 20}, {3, 30}})},
+       {0x000018A2, 3, kElementA, 0x00020001, 0x000A0003, 0x001E0014}, {}},
+      {"bitmap text of no entries", {T("b", {})}, {0x00000CA2, 0, kElementB}, {}},
       {"bitmap texts keep call order behind the sixes; unknown, null, empty names dropped",
-       [](OvLayoutBuilder& b) {
-         b.writeBitmapTextBinding("a", {{5, 6}});
-         b.writeBinding({"b", 9, 6});
-         b.writeBinding({nullptr, 2, 6});
-         b.writeBinding({"", 3, 3});
-         b.writeBitmapTextBinding("zzz", {{7, 8}});
-         b.writeBitmapTextBinding("b", {{1, 2}, {3, 4}});
-       },
+       {T("a", {{5, 6}}), B("b", 9, 6), B(nullptr, 2, 6), B("", 3, 3), T("zzz", {{7, 8}}), T("b", {{1, 2}, {3, 4}})},
        {kBindingWord, 9 | 6 << 16, kElementB, 0x000010A2, 1, kElementA, 0x00060005,  //
         0x000014A2, 2, kElementB, 0x00030001, 0x00040002},
        {}},
-      {"kind 14 past the glyph vectors is fatal and skipped",
-       [](OvLayoutBuilder& b) {
-         b.writeBitmapTextBinding("a", {{1, 2}});
-         b.writeBinding({"b", 1, 14});
-       },
+      {"kind 14 past the glyph vectors is fatal and skipped", {T("a", {{1, 2}}), B("b", 1, 14)},
        {0x000010A2, 1, kElementA, 0x00020001},
        {"Orvel fatal error: \"bitmap text binding index out of range\"\n",
         "ov_abort_handler(): Orvel unrecoverable error"}},
   };
-  for (const BindingRow& row : rows) {
+  for (const auto& row : rows) {
     SCOPED_TRACE(row.what);
     Authoring a;
     testing::LogCapture log;
-    row.queue(a.builder);
+    for (const Queued& q : row.calls) {
+      if (q.text) a.builder.writeBitmapTextBinding(q.name, q.glyphs);
+      else a.builder.writeBinding({q.name, q.id, q.kind});
+    }
     EXPECT_TRUE(a.builder.finish());
     EXPECT_EQ(StreamWords(a.layout.bindingList()), row.expected);
     EXPECT_EQ(log.lines, row.log);
@@ -120,28 +107,26 @@ TEST(LayoutBuilder, BindingRecords) {
   }
 }
 
-struct ExpressionRow {
-  const char* expr;
-  unsigned id;
-  PropertyType type;
-  Words resources;
-  std::string error;  // empty: accepted
-};
-
 TEST(LayoutBuilder, ExpressionProperties) {
   const uint32_t s32 = uint32_t(PropertyType::S32) << 16;
-  const std::vector<ExpressionRow> rows = {
-      {"1", 0x12345, PropertyType::S32, {kInt64Word, 1, 0, kPropertyWord, 0x2345 | s32, 0, 0}, ""},
-      {"1 + 2", 3, PropertyType::Float,
+  const struct {
+    const char* expr;
+    unsigned id;
+    PropertyType type;
+    Words resources;
+    std::string error;  // empty: accepted
+  } rows[] = {
+      // The id keeps its low 16 bits; the property names the root node, the add at 24.
+      {"1 + 2", 0x12345, PropertyType::Float,
        {kInt64Word, 1, 0, kInt64Word, 2, 0, 0x00001895, kAdd, 0, 0, 12, 0,  //
-        kPropertyWord, 3 | uint32_t(PropertyType::Float) << 16, 24, 0},
+        kPropertyWord, 0x2345 | uint32_t(PropertyType::Float) << 16, 24, 0},
        ""},
       {"", 7, PropertyType::S32, {kPropertyWord, 7 | s32, 0, 0}, ""},
       {nullptr, 8, PropertyType::S32, {kPropertyWord, 8 | s32, 0, 0}, ""},
+      // The argument's node stays in the list, unreferenced.
       {"foo(1)", 1, PropertyType::S32, {kInt64Word, 1, 0}, "Cannot find function foo with 1 params"},
-      {"1 +", 1, PropertyType::S32, {kInt64Word, 1, 0}, "syntax error"},
   };
-  for (const ExpressionRow& row : rows) {
+  for (const auto& row : rows) {
     for (bool handBack : {true, false}) {
       SCOPED_TRACE(std::string(row.expr ? row.expr : "(null)") + (handBack ? ", handed back" : ", logged"));
       Authoring a(false);
@@ -150,10 +135,10 @@ TEST(LayoutBuilder, ExpressionProperties) {
       EXPECT_EQ(a.builder.writeExpressionProperty(row.id, row.type, row.expr, handBack ? &error : nullptr),
                 row.error.empty());
       EXPECT_EQ(StreamWords(a.layout.resourceList()), row.resources);
-      const bool logged = !row.error.empty() && !handBack;
       EXPECT_EQ(error, row.error.empty() || !handBack ? "stale" : row.error);
-      EXPECT_EQ(log.lines, logged ? std::vector<std::string>{"error parsing Orvel expr: " + row.error + "\n"}
-                                  : std::vector<std::string>{});
+      EXPECT_EQ(log.lines, !row.error.empty() && !handBack
+                               ? std::vector<std::string>{"error parsing Orvel expr: " + row.error + "\n"}
+                               : std::vector<std::string>{});
     }
   }
 }
@@ -164,11 +149,9 @@ TEST(LayoutBuilder, NumberFormatAndLocaleRecords) {
   for (uint32_t i = 0; i < kNumberLocaleConfigSize; ++i) config.bytes[i] = uint8_t(i + 1);
   EXPECT_EQ(a.builder.writeFormattedNumberProperty(7, 0xFFFF, OvNumberFormat{0xAABBCCDD}), 0u);
   EXPECT_EQ(a.builder.writeNumericLocaleConfig(config), 12u);
-  EXPECT_EQ(a.builder.writeFormattedNumberProperty(1, 2, OvNumberFormat{3}), 84u);
   Words expected = {0x00000CA0, 0xFFFF0007, 0xAABBCCDD, 0x000048A1};
   expected.resize(4 + kNumberLocaleConfigSize / 4);
   std::memcpy(&expected[4], config.bytes, kNumberLocaleConfigSize);
-  expected.insert(expected.end(), {0x00000CA0, 0x00020001, 3});
   EXPECT_EQ(StreamWords(a.layout.resourceList()), expected);
 }
 
@@ -177,16 +160,15 @@ TEST(LayoutBuilder, NumberFormatAndLocaleRecords) {
 // layout (whose draw list had room) still loads.
 TEST(LayoutBuilder, RecordsWithoutRoom) {
   testing::FailingAllocator allocator;
-  std::string error;
   Authoring a, b;
   // The parser's stacks come from the same allocator: count them on a parse
   // (less the resource list's first buffer), then let exactly those through.
   const int before = allocator.allocations();
-  EXPECT_TRUE(a.builder.writeExpressionProperty(1, PropertyType::S32, "", &error));
+  EXPECT_TRUE(a.builder.writeExpressionProperty(1, PropertyType::S32, "", nullptr));
   allocator.allow(allocator.allocations() - before - 1);
   b.builder.writeBinding({"a", 1, 2});
   b.builder.writeBitmapTextBinding("a", {{1, 2}});
-  EXPECT_TRUE(b.builder.writeExpressionProperty(1, PropertyType::S32, "", &error));
+  EXPECT_TRUE(b.builder.writeExpressionProperty(1, PropertyType::S32, "", nullptr));
   allocator.allow(0);
   EXPECT_EQ(b.builder.writeFormattedNumberProperty(1, 2, OvNumberFormat{3}), 0u);
   EXPECT_EQ(b.builder.writeNumericLocaleConfig(OvNumberLocaleConfig{}), 0u);
@@ -212,11 +194,7 @@ TEST(LayoutBuilder, HeaderOutOfMemoryMarker) {
   allocator.allow(-1);
   OvLayoutHeader* header = b.builder.writeHeader();
   EXPECT_EQ(b.builder.header(), header);
-  EXPECT_EQ(reinterpret_cast<OvOp*>(header), b.layout.drawList().findOp(0));
-  b.builder.canvas().writeRect(OvRect{0, 0, 1, 1}, b.paint, "r");
   EXPECT_TRUE(b.builder.finish());
-  OvDrawRect* rect = nullptr;
-  EXPECT_TRUE(b.layout.findElementById("r", &rect));
 }
 
 }  // namespace
