@@ -146,14 +146,14 @@ void OvOpList::move(OvOpList& other) {
 }
 
 const OvOp* OvOpList::findOp(uint32_t offset, uint32_t* bytesLeft) const {
-  // Records are multiples of 4 long, so none starts elsewhere; a received
-  // offset that says otherwise would make a misaligned record.
-  if ((offset & 3) != 0) return nullptr;
   for (const OvOpBuffer* b = fFirst; b; b = b->next) {
     const uint8_t* p = SkipPadding(b);
     const uint32_t n = uint32_t(b->data + b->used - p);
     if (offset < n) {
-      if (n - offset < 4) return nullptr;
+      // Records are multiples of 4 long and start 4-aligned in their buffer,
+      // so none starts elsewhere; received bytes that say otherwise (an odd
+      // offset, or a buffer filled to an odd length) name no record.
+      if ((offset & 3) != 0 || n - offset < 4) return nullptr;
       if (bytesLeft) *bytesLeft = n - offset;
       return reinterpret_cast<const OvOp*>(p + offset);
     }

@@ -132,8 +132,8 @@ class ORVEL_API OvOpList {
   }
 
   // The record at logical offset, or null when the offset lies past the stream,
-  // is not a multiple of 4 (no record starts there), or fewer than 4 bytes are
-  // left behind it in its buffer. *bytesLeft (when
+  // falls off a 4-byte boundary of its buffer (no record starts there), or
+  // fewer than 4 bytes are left behind it in its buffer. *bytesLeft (when
   // given) receives the bytes from the record to its buffer's used end; the
   // header itself is not checked.
   const OvOp* findOp(uint32_t offset, uint32_t* bytesLeft = nullptr) const;

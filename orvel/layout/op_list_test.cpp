@@ -285,6 +285,11 @@ TEST(OpListTest, WalksStopAtMalformedHeadersAndSkipLeadingPadding) {
   EXPECT_NE(list.findOp(4), nullptr);
   EXPECT_EQ(list.findOp(8), nullptr) << "fewer than four bytes behind the offset";
   EXPECT_EQ(list.findOp(12), nullptr);
+  // A buffer filled to an odd length (as hostile packets can leave it) shifts
+  // every later offset off its boundary: those name no record.
+  ASSERT_TRUE(list.addBuffer(16));
+  std::memcpy(list.deserialize(8), words + 1, 8);
+  EXPECT_EQ(list.findOp(12), nullptr) << "10 bytes in the first buffer, 2 into the second";
 }
 
 }  // namespace
