@@ -1,6 +1,7 @@
 // Expressions: compiling a fixed set of representative property expressions
 // into node records with OvLayoutBuilder::writeExpressionProperty, and
-// evaluating the compiled nodes with OvExpressionEvaluator, beside muparser
+// evaluating the compiled nodes with OvExpressionEvaluator (through prepared
+// programs, and for comparison straight from the records), beside muparser
 // compiling (SetExpr and the first Eval, which builds its bytecode) and
 // evaluating the nearest equivalent texts. Rates are expressions compiled or
 // evaluated per second.
@@ -13,12 +14,14 @@
 
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <vector>
 
 #include "orvel/core/heap_bitmap_storage.h"
 #include "orvel/expr/builder_records.h"
 #include "orvel/expr/evaluator.h"
+#include "orvel/expr/expression_program.h"
 #include "orvel/expr/layout_builder.h"
 #include "orvel/expr/property_storage.h"
 #include "orvel/layout/layout.h"
@@ -176,38 +179,88 @@ void BM_ExprCompileMuparser(benchmark::State& state) {
 }
 BENCHMARK(BM_ExprCompileMuparser);
 
-void BM_ExprEvalOrvel(benchmark::State& state) {
+// The layout an evaluation benchmark reads: the whole set compiled into one
+// resource list, its roots, and a store holding the property values.
+struct EvalLayout {
   OvLayout layout;
   OvHeapBitmapStorage bitmaps;
-  OvLayoutBuilder builder(&layout, &bitmaps);
   OvPropertyStorage storage;
-  for (unsigned id = 0; id <= kMaxPropertyId; ++id) storage.values[id] = PropertyValue(id);
   uint32_t roots[kCount];
-  for (int i = 0; i < kCount; ++i) {
-    std::string error;
-    if (!builder.writeExpressionProperty(unsigned(i), PropertyType::Float, kExpressions[i], &error)) {
-      state.SkipWithError(("rejected: " + std::string(kExpressions[i]) + ": " + error).c_str());
-      return;
+
+  // False, with the reason in *error, when the set cannot be compiled.
+  bool build(std::string* error) {
+    OvLayoutBuilder builder(&layout, &bitmaps);
+    for (unsigned id = 0; id <= kMaxPropertyId; ++id) storage.values[id] = PropertyValue(id);
+    for (int i = 0; i < kCount; ++i) {
+      if (!builder.writeExpressionProperty(unsigned(i), PropertyType::Float, kExpressions[i], error)) {
+        *error = "rejected: " + std::string(kExpressions[i]) + ": " + *error;
+        return false;
+      }
+      roots[i] = reinterpret_cast<const OvExpressionProperty*>(layout.resourceList().lastOp())->root.offset;
     }
-    roots[i] = reinterpret_cast<const OvExpressionProperty*>(layout.resourceList().lastOp())->root.offset;
+    return true;
   }
-  OvExpressionEvaluator evaluator(&layout.resourceList(), &storage);
-  // A None result would mean the nodes were not what was meant to be timed.
+};
+
+// How a renderer evaluates its properties every frame: each expression is
+// prepared once per layout (left out of the timing, as muparser's bytecode
+// build is) and the programs are evaluated.
+void BM_ExprEvalOrvel(benchmark::State& state) {
+  EvalLayout set;
+  std::string error;
+  if (!set.build(&error)) {
+    state.SkipWithError(error.c_str());
+    return;
+  }
+  OvExpressionEvaluator evaluator(&set.layout.resourceList(), &set.storage);
+  std::vector<OvExpressionProgram> programs(kCount);
   for (int i = 0; i < kCount; ++i) {
-    if (evaluator.evaluate(roots[i]).type == PropertyType::None) {
-      state.SkipWithError(("evaluates to None: " + std::string(kExpressions[i])).c_str());
+    // A program that falls back, or a None or different result, would not be
+    // what is meant to be timed.
+    const Property walked = evaluator.evaluate(set.roots[i]);
+    const bool flattened = evaluator.prepare(set.roots[i], &programs[size_t(i)]);
+    const Property run = evaluator.evaluate(programs[size_t(i)]);
+    if (!flattened || walked.type == PropertyType::None || walked.type != run.type ||
+        std::memcmp(&walked.value, &run.value, sizeof run.value) != 0) {
+      state.SkipWithError(("not prepared as timed: " + std::string(kExpressions[i])).c_str());
       return;
     }
   }
   for (auto _ : state) {
-    for (int i = 0; i < kCount; ++i) {
-      Property result = evaluator.evaluate(roots[i]);
+    for (const OvExpressionProgram& program : programs) {
+      Property result = evaluator.evaluate(program);
       benchmark::DoNotOptimize(result);
     }
   }
   SetItemCounters(state);
 }
 BENCHMARK(BM_ExprEvalOrvel);
+
+// The same expressions evaluated from their records each time, as
+// evaluate(reference) does: for comparison only.
+void BM_ExprEvalOrvelTreeWalk(benchmark::State& state) {
+  EvalLayout set;
+  std::string error;
+  if (!set.build(&error)) {
+    state.SkipWithError(error.c_str());
+    return;
+  }
+  OvExpressionEvaluator evaluator(&set.layout.resourceList(), &set.storage);
+  for (int i = 0; i < kCount; ++i) {
+    if (evaluator.evaluate(set.roots[i]).type == PropertyType::None) {
+      state.SkipWithError(("evaluates to None: " + std::string(kExpressions[i])).c_str());
+      return;
+    }
+  }
+  for (auto _ : state) {
+    for (int i = 0; i < kCount; ++i) {
+      Property result = evaluator.evaluate(set.roots[i]);
+      benchmark::DoNotOptimize(result);
+    }
+  }
+  SetItemCounters(state);
+}
+BENCHMARK(BM_ExprEvalOrvelTreeWalk);
 
 // One parser per expression, its bytecode built before timing.
 void BM_ExprEvalMuparser(benchmark::State& state) {

@@ -18,6 +18,7 @@
 #include "orvel/expr/builder_records.h"
 #include "orvel/expr/evaluator.h"
 #include "orvel/expr/expr_nodes.h"
+#include "orvel/expr/expression_program.h"
 #include "orvel/expr/layout_builder.h"
 #include "orvel/expr/lexer.h"
 #include "orvel/expr/parser_context.h"

@@ -16,12 +16,19 @@
 // - more than kMaxDepth nested records or kMaxNodeVisits records read in one
 //   evaluation (shared children can make a small list describe an enormous
 //   tree) make the whole evaluation None.
-// Evaluation allocates nothing and logs nothing.
+// Preparation and evaluation allocate nothing and log nothing.
+//
+// A renderer that evaluates the same expressions every frame prepares each
+// once, when the layout is complete, into an OvExpressionProgram (caller
+// storage, expression_program.h) and evaluates the program every frame: the
+// result is the one evaluate(reference) gives, without reading and checking
+// the records again.
 #pragma once
 
 #include <cstdint>
 
 #include "orvel/core/export.h"
+#include "orvel/expr/expression_program.h"
 #include "orvel/expr/property.h"
 #include "orvel/expr/property_storage.h"
 #include "orvel/layout/op_list.h"
@@ -62,6 +69,19 @@ class ORVEL_API OvExpressionEvaluator {
   // The value of the node at logical offset reference; None when there is no
   // list or the records are malformed as described above.
   Property evaluate(uint32_t reference);
+
+  // Reads the records under reference once, with every check above, and
+  // stores them in program (not owned; only written here), flattened when
+  // they fit its capacities. Returns whether they were; a program that was
+  // not still evaluates, by the tree walk. False, with nothing written, for
+  // a null program. The work is bounded like one evaluation's. Prepare again
+  // after the records change.
+  bool prepare(uint32_t reference, OvExpressionProgram* program) const;
+  // What evaluate(program.root()) gives for the records as they were when
+  // program was prepared, with this evaluator's store and call callback at
+  // the time of the call; None for a program prepared over another list (or
+  // none) or never prepared.
+  Property evaluate(const OvExpressionProgram& program);
 
  private:
   Property evaluateNode(uint32_t reference, unsigned depth);

@@ -85,15 +85,17 @@ std::string Describe(const P& p) {
   return "type " + std::to_string(unsigned(p.type)) + " " + text;
 }
 
-TEST(ExpressionEvaluatorTest, EvaluatesNodesAndRejectsMalformedOnes) {
-  OvPropertyStorage storage;
-  storage.values[3] = P::MakeS32(33);
+// Parsed expressions and records written by hand, well-formed and hostile,
+// with what they evaluate to (property 3 holds S32 33).
+struct Row {
+  const char* text;  // parsed, unless build writes the records and returns the root
+  P expected;
+  uint32_t (*build)(Nodes& n) = nullptr;
+};
+
+const std::vector<Row>& Rows() {
   const P none;
-  const struct {
-    const char* text;  // parsed, unless build writes the records and returns the root
-    P expected;
-    uint32_t (*build)(Nodes& n) = nullptr;
-  } rows[] = {
+  static const std::vector<Row> rows = {
       {"1 + 2 * 3", P::MakeS64(7)}, {"7 / 2.0", P::MakeFloat(3.5f)}, {"\"ab\" + 5", P::MakeString("ab5")},
       {"!0", P::MakeBool(true)}, {"1 ? \"y\" : \"n\"", P::MakeString("y")}, {"0.0 ? \"y\" : \"n\"", P::MakeString("n")},
       {"{3}", P::MakeS32(33)}, {"{41}", none}, {"cos(0)", P::MakeFloat(1.0f)}, {"PI", P::MakeFloat(3.14159265f)},
@@ -126,7 +128,13 @@ TEST(ExpressionEvaluatorTest, EvaluatesNodesAndRejectsMalformedOnes) {
       {"'x' + malformed", P::MakeString("x"),
        [](Nodes& n) { return n.exp(kAdd, {n.str("x"), n.push(kString, 8, {0x64636261})}); }},
   };
-  for (const auto& r : rows) {
+  return rows;
+}
+
+TEST(ExpressionEvaluatorTest, EvaluatesNodesAndRejectsMalformedOnes) {
+  OvPropertyStorage storage;
+  storage.values[3] = P::MakeS32(33);
+  for (const Row& r : Rows()) {
     Nodes n;
     const uint32_t root = r.build ? r.build(n) : Parse(r.text, &n.list);
     const P got = OvExpressionEvaluator(&n.list, &storage).evaluate(root);
@@ -181,6 +189,79 @@ TEST(ExpressionEvaluatorTest, DepthAndWorkAreBounded) {
   }
 }
 
+// The same type and union bytes.
+bool Same(const P& a, const P& b) { return a.type == b.type && std::memcmp(&a.value, &b.value, sizeof a.value) == 0; }
+
+// N negations of a literal: they fold into one step, so depth alone decides.
+template <unsigned N>
+uint32_t Negations(Nodes& n) {
+  uint32_t r = n.i64(7);
+  for (unsigned i = 0; i < N; ++i) r = n.exp(kNegate, {r});
+  return r;
+}
+
+// Level i adds level i - 1 to itself: 2^(levels+1) - 1 records are read.
+template <unsigned kLevels>
+uint32_t Doublings(Nodes& n) {
+  uint32_t r = n.i64(1);
+  for (unsigned i = 0; i < kLevels; ++i) r = n.exp(kAdd, {r, r});
+  return r;
+}
+
+// A prepared program gives what the walk gives: every row above, literal-only
+// parts, the depth and work limits on both sides of their edges, and calls
+// with their logs.
+TEST(ExpressionEvaluatorTest, PreparedProgramsGiveWhatTheWalkGives) {
+  constexpr unsigned kDepth = OvExpressionEvaluator::kMaxDepth;
+  std::vector<Row> cases = Rows();
+  for (const char* text : {"- - -1 + {3} * 2", "{3} > 10 ? {3} : -{3}", "\"a\" + 1", "0.0 ? {3} : -(2 * 3)"}) {
+    cases.push_back({text, P()});
+  }
+  cases.push_back({"127 negations", P(), Negations<kDepth - 1>});
+  cases.push_back({"128 negations", P(), Negations<kDepth>});
+  cases.push_back({"15 doublings", P(), Doublings<15>});
+  cases.push_back({"16 doublings", P(), Doublings<16>});
+  cases.push_back({"60 doublings", P(), Doublings<60>});
+  OvPropertyStorage storage;
+  storage.values[3] = P::MakeS32(33);
+  for (const Row& r : cases) {
+    Nodes n;
+    const uint32_t root = r.build ? r.build(n) : Parse(r.text, &n.list);
+    OvExpressionEvaluator evaluator(&n.list, &storage);
+    OvExpressionProgram program;
+    const bool flattened = evaluator.prepare(root, &program);
+    const P walked = evaluator.evaluate(root), run = evaluator.evaluate(program);
+    EXPECT_TRUE(Same(walked, run)) << r.text << ": walked " << Describe(walked) << ", prepared " << Describe(run);
+    // Only the walk's own limits make it fall back.
+    const std::string text = r.text;
+    EXPECT_EQ(text != "128 negations" && text != "16 doublings" && text != "60 doublings", flattened) << text;
+  }
+
+  OvOpList list;
+  const uint32_t roots[] = {Parse("colorRGB(1, 2.5, \"x\") + {3}", &list), Parse("0 ? textW : 7", &list),
+                            Parse("1 ? textX(cos({3})) : 2 * str(1, 2)", &list)};
+  std::vector<std::vector<P>> calls[2];  // walked, prepared: each the function id as a U32, then the arguments
+  for (int prepared = 0; prepared < 2; ++prepared) {
+    OvExpressionEvaluator evaluator(&list, &storage);
+    evaluator.setFunctionCall([](void* context, uint32_t id, const P* args, unsigned count) {
+      auto* log = static_cast<std::vector<std::vector<P>>*>(context);
+      log->push_back({P::MakeU32(id)});
+      log->back().insert(log->back().end(), args, args + count);
+      return P::MakeS64(100 + id);
+    }, &calls[prepared]);
+    for (uint32_t root : roots) {
+      OvExpressionProgram program;
+      ASSERT_TRUE(evaluator.prepare(root, &program));
+      calls[prepared].push_back({prepared ? evaluator.evaluate(program) : evaluator.evaluate(root)});
+    }
+  }
+  ASSERT_EQ(calls[0].size(), calls[1].size());
+  for (size_t i = 0; i < calls[0].size(); ++i) {
+    ASSERT_EQ(calls[0][i].size(), calls[1][i].size()) << "call " << i;
+    for (size_t j = 0; j < calls[0][i].size(); ++j) EXPECT_TRUE(Same(calls[0][i][j], calls[1][i][j])) << i << ", " << j;
+  }
+}
+
 TEST(ExpressionEvaluatorTest, AllocatesNothing) {
   OvOpList list;
   OvPropertyStorage storage;
@@ -188,15 +269,20 @@ TEST(ExpressionEvaluatorTest, AllocatesNothing) {
   const uint32_t text = Parse("\"w=\" + ({1} + 0.125)", &list);
   const uint32_t math = Parse("cos(1) < 2 ? toIntS32(7.9) % 0 : PI", &list);
   OvExpressionEvaluator evaluator(&list, &storage);
+  OvExpressionProgram programs[2];
   testing::FailingAllocator failing(0);
   gAllocations = 0, gCounting = true;
   const P a = evaluator.evaluate(text);
   const P b = evaluator.evaluate(math);
+  const bool prepared = evaluator.prepare(text, &programs[0]) && evaluator.prepare(math, &programs[1]);
+  const P c = evaluator.evaluate(programs[0]);
+  const P d = evaluator.evaluate(programs[1]);
   gCounting = false;
   EXPECT_EQ(0, gAllocations);
   EXPECT_EQ(0, failing.allocations() + failing.failures());
   EXPECT_STREQ("w=1000000015047466219876688855", a.value.str);  // a number keeps its NUL
   EXPECT_TRUE(b.type == PropertyType::S64 && b.value.s64 == 0);
+  EXPECT_TRUE(prepared && Same(a, c) && Same(b, d));
 }
 
 }  // namespace

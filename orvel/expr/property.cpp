@@ -15,132 +15,37 @@ constexpr unsigned kFormatSize = 32;
 constexpr unsigned kMaxFormatFlags = 5;
 constexpr unsigned kMaxFormatDigits = 2;
 
-constexpr double kTwoTo63 = 9223372036854775808.0;
-
-bool IsNumber(PropertyType t) { return t >= PropertyType::U8 && t <= PropertyType::Float; }
-
-// Widened integer value; Bool zero-extended; 0 for anything that is no integer.
-int64_t Widened(const Property& p) {
-  switch (p.type) {
-    case PropertyType::U8:
-    case PropertyType::Bool: return p.value.u8;
-    case PropertyType::U16: return p.value.u16;
-    case PropertyType::U32: return p.value.u32;
-    case PropertyType::U64:
-    case PropertyType::S64: return p.value.s64;
-    case PropertyType::S8: return p.value.s8;
-    case PropertyType::S16: return p.value.s16;
-    case PropertyType::S32: return p.value.s32;
-    default: return 0;
-  }
-}
-
 }  // namespace
 
-float Property::toFloat() const {
-  switch (type) {
-    case PropertyType::U8:
-    case PropertyType::Bool: return float(value.u8);
-    case PropertyType::U16: return float(value.u16);
-    case PropertyType::U32: return float(value.u32);
-    case PropertyType::U64: return float(value.u64);
-    case PropertyType::S8: return float(value.s8);
-    case PropertyType::S16: return float(value.s16);
-    case PropertyType::S32: return float(value.s32);
-    case PropertyType::S64: return float(value.s64);
-    case PropertyType::Float: return value.f;
-    default: return 0.0f;
-  }
-}
+float Property::toFloat() const { return priv::AsFloat(*this); }
 
-bool Property::toBool() const {
-  switch (type) {
-    case PropertyType::U8:
-    case PropertyType::S8:
-    case PropertyType::Bool: return value.u8 != 0;
-    case PropertyType::U16:
-    case PropertyType::S16: return value.u16 != 0;
-    case PropertyType::U32:
-    case PropertyType::S32: return value.u32 != 0;
-    case PropertyType::U64:
-    case PropertyType::S64: return value.u64 != 0;
-    case PropertyType::Float: return value.f != 0.0f;
-    default: return false;
-  }
-}
+bool Property::toBool() const { return priv::Truth(*this); }
 
 namespace {
 
-// Truncation toward zero that saturates instead of leaving the range.
-int64_t SaturatingToS64(float f) {
-  if (std::isnan(f)) return 0;
-  if (double(f) >= kTwoTo63) return INT64_MAX;
-  if (double(f) <= -kTwoTo63) return INT64_MIN;
-  return int64_t(f);
-}
-
-enum class Arith { kAdd, kSubtract, kMultiply, kDivide };
-
-float ApplyFloat(Arith op, float a, float b) {
-  switch (op) {
-    case Arith::kAdd: return a + b;
-    case Arith::kSubtract: return a - b;
-    case Arith::kMultiply: return a * b;
-    case Arith::kDivide: return a / b;
-  }
-  return 0.0f;
-}
-
-// Signed 64-bit arithmetic without the traps and undefined cases: + - * wrap
-// (done on unsigned words), division by zero gives 0, INT64_MIN / -1 wraps.
-int64_t ApplyInteger(Arith op, int64_t a, int64_t b) {
-  uint64_t ua = uint64_t(a), ub = uint64_t(b);
-  switch (op) {
-    case Arith::kAdd: return int64_t(ua + ub);
-    case Arith::kSubtract: return int64_t(ua - ub);
-    case Arith::kMultiply: return int64_t(ua * ub);
-    case Arith::kDivide:
-      if (b == 0) return 0;
-      if (b == -1) return int64_t(0 - ua);
-      return a / b;
-  }
-  return 0;
-}
-
-int64_t Remainder(int64_t a, int64_t b) {
-  // x % -1 is always 0, and INT64_MIN % -1 would trap.
-  if (b == 0 || b == -1) return 0;
-  return a % b;
-}
+using priv::Arith;
+using priv::Compare;
 
 // Steps shared by + - * /: a Float on the left, then on the right, decides a
 // Float result; two integers an S64 one; anything else None.
 Property Arithmetic(Arith op, const Property& a, const Property& b) {
-  if (a.isFloat()) return Property::MakeFloat(ApplyFloat(op, a.value.f, b.toFloat()));
-  if (b.isFloat()) return Property::MakeFloat(ApplyFloat(op, a.toFloat(), b.value.f));
-  if (a.isInteger() && b.isInteger()) return Property::MakeS64(ApplyInteger(op, Widened(a), Widened(b)));
+  if (a.isFloat()) return Property::MakeFloat(priv::ApplyFloat(op, a.value.f, b.toFloat()));
+  if (b.isFloat()) return Property::MakeFloat(priv::ApplyFloat(op, a.toFloat(), b.value.f));
+  if (a.isInteger() && b.isInteger()) {
+    return Property::MakeS64(priv::ApplyInteger(op, priv::Widened(a), priv::Widened(b)));
+  }
   return Property();
-}
-
-enum class Compare { kEqual, kLess, kGreater };
-
-bool Holds(Compare c, float a, float b) {
-  return c == Compare::kEqual ? a == b : c == Compare::kLess ? a < b : a > b;
-}
-
-bool Holds(Compare c, int64_t a, int64_t b) {
-  return c == Compare::kEqual ? a == b : c == Compare::kLess ? a < b : a > b;
 }
 
 // The rules of ==, < and >: Float left, two Strings (equality only), Float
 // right, two integers, else false.
 bool Compared(Compare c, const Property& a, const Property& b) {
-  if (a.isFloat()) return Holds(c, a.value.f, b.toFloat());
+  if (a.isFloat()) return priv::Holds(c, a.value.f, b.toFloat());
   if (a.isString() && b.isString()) {
     return c == Compare::kEqual && std::strncmp(a.value.str, b.value.str, kPropertyStringSize) == 0;
   }
-  if (b.isFloat()) return Holds(c, a.toFloat(), b.value.f);
-  if (a.isInteger() && b.isInteger()) return Holds(c, Widened(a), Widened(b));
+  if (b.isFloat()) return priv::Holds(c, a.toFloat(), b.value.f);
+  if (a.isInteger() && b.isInteger()) return priv::Holds(c, priv::Widened(a), priv::Widened(b));
   return false;
 }
 
@@ -213,10 +118,7 @@ Property Property::MakeString(const char* text) {
   return p;
 }
 
-int64_t Property::toS64() const {
-  if (type == PropertyType::Float) return SaturatingToS64(value.f);
-  return Widened(*this);
-}
+int64_t Property::toS64() const { return priv::ToS64(priv::ScalarOf(*this)); }
 
 void Property::toString(char* buf, unsigned* outLen, unsigned size, const char* fmt) const {
   if (!buf) size = 0;
@@ -260,27 +162,21 @@ Property operator/(const Property& a, const Property& b) { return Arithmetic(Ari
 
 Property operator%(const Property& a, const Property& b) {
   if (a.isFloat() && b.isFloat()) return Property::MakeFloat(std::fmod(a.value.f, b.value.f));
-  if (IsNumber(a.type) && IsNumber(b.type)) return Property::MakeS64(Remainder(a.toS64(), b.toS64()));
+  if (priv::IsNumberType(a.type) && priv::IsNumberType(b.type)) {
+    return Property::MakeS64(priv::Remainder(a.toS64(), b.toS64()));
+  }
   return Property();
 }
 
 Property operator-(const Property& a) {
-  // Negation on unsigned words, so that it wraps within the operand's width.
-  switch (a.type) {
-    case PropertyType::U8:
-    case PropertyType::S8: return Property::MakeS8(int8_t(uint8_t(0u - a.value.u8)));
-    case PropertyType::U16:
-    case PropertyType::S16: return Property::MakeS16(int16_t(uint16_t(0u - a.value.u16)));
-    case PropertyType::U32:
-    case PropertyType::S32: return Property::MakeS32(int32_t(0u - a.value.u32));
-    case PropertyType::U64:
-    case PropertyType::S64: return Property::MakeS64(int64_t(uint64_t(0) - a.value.u64));
-    case PropertyType::Float: return Property::MakeFloat(-a.value.f);
-    default: return Property();
-  }
+  const priv::Scalar r = priv::Negated(priv::ScalarOf(a));
+  if (r.type == priv::kUnhandled) return Property();
+  Property result;
+  priv::Store(r, &result);
+  return result;
 }
 
-Property operator!(const Property& a) { return Property::MakeBool(!a.toBool()); }
+Property operator!(const Property& a) { return Property::MakeBool(!priv::Truth(a)); }
 
 Property operator==(const Property& a, const Property& b) {
   return Property::MakeBool(Compared(Compare::kEqual, a, b));
@@ -298,7 +194,11 @@ Property operator<=(const Property& a, const Property& b) {
 Property operator>=(const Property& a, const Property& b) {
   return Property::MakeBool(!Compared(Compare::kLess, a, b));
 }
-Property operator&&(const Property& a, const Property& b) { return Property::MakeBool(a.toBool() && b.toBool()); }
-Property operator||(const Property& a, const Property& b) { return Property::MakeBool(a.toBool() || b.toBool()); }
+Property operator&&(const Property& a, const Property& b) {
+  return Property::MakeBool(priv::Truth(a) && priv::Truth(b));
+}
+Property operator||(const Property& a, const Property& b) {
+  return Property::MakeBool(priv::Truth(a) || priv::Truth(b));
+}
 
 }  // namespace orvel
