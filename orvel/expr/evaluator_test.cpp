@@ -1,5 +1,6 @@
 // The evaluator over parsed expressions and over hostile records.
 #include "orvel/expr/evaluator.h"
+#include "orvel/expr/expr_test_helpers_internal.h"
 
 #include <gtest/gtest.h>
 
@@ -42,16 +43,7 @@ namespace {
 
 using P = Property;
 
-// Parses text into list and returns the root; a parse error fails the test.
-uint32_t Parse(const std::string& text, OvOpList* list) {
-  Lexer lexer(text.c_str());
-  ParserContext ctx;
-  ctx.lexer = &lexer;
-  ctx.opList = list;
-  EXPECT_EQ(expr_parse(&ctx), 0) << text;
-  EXPECT_EQ(ctx.error, "") << text;
-  return ctx.root;
-}
+using testing::ParseExpression;
 
 // Writes records as the parser would, and hostile ones that it never writes.
 struct Nodes {
@@ -136,7 +128,7 @@ TEST(ExpressionEvaluatorTest, EvaluatesNodesAndRejectsMalformedOnes) {
   storage.values[3] = P::MakeS32(33);
   for (const Row& r : Rows()) {
     Nodes n;
-    const uint32_t root = r.build ? r.build(n) : Parse(r.text, &n.list);
+    const uint32_t root = r.build ? r.build(n) : ParseExpression(r.text, &n.list);
     const P got = OvExpressionEvaluator(&n.list, &storage).evaluate(root);
     EXPECT_TRUE(got.type == r.expected.type && std::memcmp(&got.value, &r.expected.value, sizeof got.value) == 0)
         << r.text << ": got " << Describe(got) << ", expected " << Describe(r.expected);
@@ -144,7 +136,7 @@ TEST(ExpressionEvaluatorTest, EvaluatesNodesAndRejectsMalformedOnes) {
   EXPECT_EQ(PropertyType::None, OvExpressionEvaluator(nullptr).evaluate(0).type);
   // Without a store of its own the evaluator reads the singleton.
   Nodes n;
-  const uint32_t root = Parse("{2}", &n.list);
+  const uint32_t root = ParseExpression("{2}", &n.list);
   OvPropertyStorage::getInstance()->values[2] = P::MakeU8(9);
   EXPECT_EQ(9, OvExpressionEvaluator(&n.list).evaluate(root).value.u8);
   OvPropertyStorage::getInstance()->reset();
@@ -152,7 +144,7 @@ TEST(ExpressionEvaluatorTest, EvaluatesNodesAndRejectsMalformedOnes) {
 
 TEST(ExpressionEvaluatorTest, HandsCallsToTheClientAndTakesOnlyTheChosenBranch) {
   OvOpList list;
-  const uint32_t rgb = Parse("colorRGB(1, 2.5, \"x\")", &list), cond = Parse("0 ? textW : 7", &list);
+  const uint32_t rgb = ParseExpression("colorRGB(1, 2.5, \"x\")", &list), cond = ParseExpression("0 ? textW : 7", &list);
   OvExpressionEvaluator evaluator(&list);
   std::vector<std::vector<P>> calls;  // each: the function id as a U32, then the arguments
   evaluator.setFunctionCall([](void* context, uint32_t id, const P* args, unsigned count) {
@@ -175,7 +167,7 @@ TEST(ExpressionEvaluatorTest, DepthAndWorkAreBounded) {
   // k negations put the literal at depth k.
   for (unsigned k : {OvExpressionEvaluator::kMaxDepth - 1, OvExpressionEvaluator::kMaxDepth}) {
     OvOpList list;
-    const P got = OvExpressionEvaluator(&list).evaluate(Parse(std::string(k, '-') + "1", &list));
+    const P got = OvExpressionEvaluator(&list).evaluate(ParseExpression(std::string(k, '-') + "1", &list));
     EXPECT_EQ(k < OvExpressionEvaluator::kMaxDepth ? PropertyType::S64 : PropertyType::None, got.type) << k;
   }
   // Level i adds level i - 1 to itself: 2^(levels+1) - 1 records are read.
@@ -226,7 +218,7 @@ TEST(ExpressionEvaluatorTest, PreparedProgramsGiveWhatTheWalkGives) {
   storage.values[3] = P::MakeS32(33);
   for (const Row& r : cases) {
     Nodes n;
-    const uint32_t root = r.build ? r.build(n) : Parse(r.text, &n.list);
+    const uint32_t root = r.build ? r.build(n) : ParseExpression(r.text, &n.list);
     OvExpressionEvaluator evaluator(&n.list, &storage);
     OvExpressionProgram program;
     const bool flattened = evaluator.prepare(root, &program);
@@ -238,8 +230,8 @@ TEST(ExpressionEvaluatorTest, PreparedProgramsGiveWhatTheWalkGives) {
   }
 
   OvOpList list;
-  const uint32_t roots[] = {Parse("colorRGB(1, 2.5, \"x\") + {3}", &list), Parse("0 ? textW : 7", &list),
-                            Parse("1 ? textX(cos({3})) : 2 * str(1, 2)", &list)};
+  const uint32_t roots[] = {ParseExpression("colorRGB(1, 2.5, \"x\") + {3}", &list), ParseExpression("0 ? textW : 7", &list),
+                            ParseExpression("1 ? textX(cos({3})) : 2 * str(1, 2)", &list)};
   std::vector<std::vector<P>> calls[2];  // walked, prepared: each the function id as a U32, then the arguments
   for (int prepared = 0; prepared < 2; ++prepared) {
     OvExpressionEvaluator evaluator(&list, &storage);
@@ -266,8 +258,8 @@ TEST(ExpressionEvaluatorTest, AllocatesNothing) {
   OvOpList list;
   OvPropertyStorage storage;
   storage.values[1] = P::MakeFloat(1e30f);
-  const uint32_t text = Parse("\"w=\" + ({1} + 0.125)", &list);
-  const uint32_t math = Parse("cos(1) < 2 ? toIntS32(7.9) % 0 : PI", &list);
+  const uint32_t text = ParseExpression("\"w=\" + ({1} + 0.125)", &list);
+  const uint32_t math = ParseExpression("cos(1) < 2 ? toIntS32(7.9) % 0 : PI", &list);
   OvExpressionEvaluator evaluator(&list, &storage);
   OvExpressionProgram programs[2];
   testing::FailingAllocator failing(0);

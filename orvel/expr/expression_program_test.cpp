@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "orvel/expr/evaluator.h"
+#include "orvel/expr/expr_test_helpers_internal.h"
 #include "orvel/expr/parser_context.h"
 
 namespace orvel {
@@ -19,16 +20,7 @@ namespace {
 
 using P = Property;
 
-// Parses text into list and returns the root; a parse error fails the test.
-uint32_t Compile(const std::string& text, OvOpList* list) {
-  Lexer lexer(text.c_str());
-  ParserContext ctx;
-  ctx.lexer = &lexer;
-  ctx.opList = list;
-  EXPECT_EQ(expr_parse(&ctx), 0) << text;
-  EXPECT_EQ(ctx.error, "") << text;
-  return ctx.root;
-}
+using testing::ParseExpression;
 
 // Same type and union bytes.
 bool Same(const P& a, const P& b) { return a.type == b.type && std::memcmp(&a.value, &b.value, sizeof a.value) == 0; }
@@ -103,7 +95,7 @@ TEST(ExpressionProgramTest, EveryOperatorOverEveryPairOfTypesAsTheWalk) {
   OvPropertyStorage storage;
   OvExpressionEvaluator evaluator(&list, &storage);
   std::vector<uint32_t> roots;
-  for (const std::string& text : texts) roots.push_back(Compile(text, &list));
+  for (const std::string& text : texts) roots.push_back(ParseExpression(text, &list));
   std::vector<OvExpressionProgram> programs(roots.size());
   for (size_t i = 0; i < roots.size(); ++i) ASSERT_TRUE(evaluator.prepare(roots[i], &programs[i])) << texts[i];
 
@@ -146,7 +138,7 @@ TEST(ExpressionProgramTest, DifferentialCorpusAsTheWalk) {
   OvExpressionEvaluator evaluator(&list);
   unsigned flattened = 0;
   for (const TextRow& row : kCorpus) {
-    const uint32_t root = Compile(row.text, &list);
+    const uint32_t root = ParseExpression(row.text, &list);
     OvExpressionProgram program;
     flattened += evaluator.prepare(root, &program);
     const P walked = evaluator.evaluate(root), run = evaluator.evaluate(program);
@@ -194,7 +186,7 @@ TEST(ExpressionProgramTest, LargerExpressionsFallBackToTheWalk) {
   for (const auto& row : rows) {
     OvOpList list;
     OvExpressionEvaluator evaluator(&list, &storage);
-    const uint32_t root = Compile(row.text, &list);
+    const uint32_t root = ParseExpression(row.text, &list);
     OvExpressionProgram program;
     EXPECT_EQ(row.flattened, evaluator.prepare(root, &program)) << row.text;
     EXPECT_EQ(row.flattened, program.isFlattened());
@@ -235,7 +227,7 @@ TEST(ExpressionProgramTest, FetchesAndCallsComeInTheWalksOrder) {
       return P::MakeS64(int64_t(id) * 1000 + store->values[9].value.s64);
     }, &storage);
     for (const char* text : texts) {
-      const uint32_t root = Compile(text, &list);
+      const uint32_t root = ParseExpression(text, &list);
       OvExpressionProgram program;
       ASSERT_TRUE(evaluator.prepare(root, &program)) << text;
       results[prepared].push_back(prepared ? evaluator.evaluate(program) : evaluator.evaluate(root));
@@ -254,7 +246,7 @@ TEST(ExpressionProgramTest, MisuseGivesNone) {
   OvPropertyStorage storage;
   storage.values[1] = P::MakeS32(5);
   OvExpressionEvaluator evaluator(&list, &storage), otherEvaluator(&other, &storage), noList(nullptr, &storage);
-  const uint32_t root = Compile("{1} + 1", &list);
+  const uint32_t root = ParseExpression("{1} + 1", &list);
   OvExpressionProgram program, unprepared;
   EXPECT_FALSE(evaluator.prepare(root, nullptr));
   EXPECT_FALSE(unprepared.isFlattened());
@@ -267,7 +259,7 @@ TEST(ExpressionProgramTest, MisuseGivesNone) {
   EXPECT_EQ(PropertyType::None, noList.evaluate(program).type);
   EXPECT_EQ(PropertyType::None, evaluator.evaluate(program).type) << "prepared again over no list";
   // A program keeps the records as they were when it was prepared.
-  const uint32_t literal = Compile("40", &list);
+  const uint32_t literal = ParseExpression("40", &list);
   ASSERT_TRUE(evaluator.prepare(literal, &program));
   reinterpret_cast<OvInt64Node*>(list.findOp(literal))->setValue(41);
   EXPECT_EQ(40, evaluator.evaluate(program).value.s64);
