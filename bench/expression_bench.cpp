@@ -200,6 +200,13 @@ struct EvalLayout {
     }
     return true;
   }
+  // build(), marking the benchmark skipped with the reason when it fails.
+  bool buildOrSkip(benchmark::State& state) {
+    std::string error;
+    if (build(&error)) return true;
+    state.SkipWithError(error.c_str());
+    return false;
+  }
 };
 
 // How a renderer evaluates its properties every frame: each expression is
@@ -207,11 +214,7 @@ struct EvalLayout {
 // build is) and the programs are evaluated.
 void BM_ExprEvalOrvel(benchmark::State& state) {
   EvalLayout set;
-  std::string error;
-  if (!set.build(&error)) {
-    state.SkipWithError(error.c_str());
-    return;
-  }
+  if (!set.buildOrSkip(state)) return;
   OvExpressionEvaluator evaluator(&set.layout.resourceList(), &set.storage);
   std::vector<OvExpressionProgram> programs(kCount);
   for (int i = 0; i < kCount; ++i) {
@@ -240,11 +243,7 @@ BENCHMARK(BM_ExprEvalOrvel);
 // evaluate(reference) does: for comparison only.
 void BM_ExprEvalOrvelTreeWalk(benchmark::State& state) {
   EvalLayout set;
-  std::string error;
-  if (!set.build(&error)) {
-    state.SkipWithError(error.c_str());
-    return;
-  }
+  if (!set.buildOrSkip(state)) return;
   OvExpressionEvaluator evaluator(&set.layout.resourceList(), &set.storage);
   for (int i = 0; i < kCount; ++i) {
     if (evaluator.evaluate(set.roots[i]).type == PropertyType::None) {
