@@ -1,7 +1,12 @@
-# Installs the build into a scratch prefix, then configures, builds and runs a
-# tiny consumer with find_package(orvel) and one with pkg-config.
-set(prefix ${BUILD}/consumer-check/prefix)
-file(REMOVE_RECURSE ${BUILD}/consumer-check)
+# Installs the build into a scratch prefix and builds, out of tree, three
+# clients against the installed package alone: the minimal consumer through
+# find_package and through pkg-config (no LD_LIBRARY_PATH: the rpath the
+# README shows), and the -O0 client that derives every public polymorphic
+# base. Each is then run (under EMULATOR when cross-compiling).
+#   -DSOURCE -DBUILD -DGENERATOR -DCXX [-DTOOLCHAIN] [-DEMULATOR] [-DFLAGS]
+set(work ${BUILD}/consumer-check)
+set(prefix ${work}/prefix)
+file(REMOVE_RECURSE ${work})
 function(run)
   execute_process(COMMAND ${ARGN} RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
   if(NOT rc EQUAL 0)
@@ -9,26 +14,35 @@ function(run)
   endif()
   set(last_output "${out}" PARENT_SCOPE)
 endfunction()
+set(emulator ${EMULATOR})
+separate_arguments(flags UNIX_COMMAND "${FLAGS}")
+
 run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${prefix})
-run(${CMAKE_COMMAND} -S ${SOURCE}/examples/consumer -B ${BUILD}/consumer-check/build
-    -G ${GENERATOR} -DCMAKE_PREFIX_PATH=${prefix})
-run(${CMAKE_COMMAND} --build ${BUILD}/consumer-check/build)
-run(${BUILD}/consumer-check/build/orvel-consumer)
-message(STATUS "find_package consumer: ${last_output}")
+file(GLOB_RECURSE config ${prefix}/orvelConfig.cmake)
+get_filename_component(config_dir "${config}" DIRECTORY)
+set(configure_args -G ${GENERATOR} -Dorvel_DIR=${config_dir} "-DCMAKE_CXX_FLAGS=${FLAGS}")
+if(TOOLCHAIN)
+  list(APPEND configure_args -DCMAKE_TOOLCHAIN_FILE=${TOOLCHAIN})
+endif()
+
+foreach(project consumer client)
+  run(${CMAKE_COMMAND} -S ${SOURCE}/examples/${project} -B ${work}/${project} ${configure_args})
+  run(${CMAKE_COMMAND} --build ${work}/${project})
+  run(${emulator} ${work}/${project}/orvel-${project})
+  message(STATUS "find_package ${project}: ${last_output}")
+endforeach()
+
 find_program(PKG_CONFIG pkg-config)
-find_program(CXX NAMES c++ g++)
-if(PKG_CONFIG AND CXX)
-  set(ENV{PKG_CONFIG_PATH} ${prefix}/lib/pkgconfig)
+if(PKG_CONFIG)
   file(GLOB pcdir ${prefix}/lib*/pkgconfig ${prefix}/lib/*/pkgconfig)
   set(ENV{PKG_CONFIG_PATH} "${pcdir}")
   run(${PKG_CONFIG} --cflags --libs orvel)
-  string(STRIP "${last_output}" flags)
-  separate_arguments(flags UNIX_COMMAND "${flags}")
-  run(${CXX} -std=c++17 ${SOURCE}/examples/consumer/main.cpp ${flags}
-      -o ${BUILD}/consumer-check/pc-consumer)
-  file(GLOB libdir ${prefix}/lib*/liborvel.so ${prefix}/lib/*/liborvel.so)
-  get_filename_component(libdir "${libdir}" DIRECTORY)
-  set(ENV{LD_LIBRARY_PATH} ${libdir})
-  run(${BUILD}/consumer-check/pc-consumer)
+  string(STRIP "${last_output}" pc_flags)
+  run(${PKG_CONFIG} --variable=libdir orvel)
+  string(STRIP "${last_output}" libdir)
+  separate_arguments(pc_flags UNIX_COMMAND "${pc_flags}")
+  run(${CXX} -std=c++17 ${flags} ${SOURCE}/examples/consumer/main.cpp ${pc_flags} -Wl,-rpath,${libdir}
+      -o ${work}/pc-consumer)
+  run(${emulator} ${work}/pc-consumer)
   message(STATUS "pkg-config consumer: ${last_output}")
 endif()

@@ -25,12 +25,19 @@ foreach(dir ${_orvel_subsystems})
   endif()
 endforeach()
 
-# Host-only checks on the shipped shared object and on the installed package.
-if(NOT CMAKE_CROSSCOMPILING AND NOT ORVEL_STATIC AND NOT ORVEL_SANITIZE)
+# Checks on the shipped shared object and on the installed package, for every
+# target (clients under the emulator) and under the sanitizers.
+if(NOT ORVEL_STATIC)
   add_test(NAME orvel.exported_symbols
-    COMMAND ${CMAKE_COMMAND} -DLIBRARY=$<TARGET_FILE:orvel> -DNM=${CMAKE_NM}
-            -P ${PROJECT_SOURCE_DIR}/cmake/CheckExports.cmake)
+    COMMAND ${CMAKE_COMMAND} -DLIBRARY=$<TARGET_FILE:orvel> -DNM=${CMAKE_NM} -DSTRIP=${CMAKE_STRIP}
+            -DWORK=${PROJECT_BINARY_DIR} -P ${PROJECT_SOURCE_DIR}/cmake/CheckExports.cmake)
+  set(_orvel_client_flags "")
+  if(ORVEL_SANITIZE)
+    set(_orvel_client_flags "-fsanitize=${ORVEL_SANITIZE} -fno-sanitize-recover=all")
+  endif()
   add_test(NAME orvel.installed_package
     COMMAND ${CMAKE_COMMAND} -DSOURCE=${PROJECT_SOURCE_DIR} -DBUILD=${PROJECT_BINARY_DIR}
-            -DGENERATOR=${CMAKE_GENERATOR} -P ${PROJECT_SOURCE_DIR}/cmake/CheckConsumer.cmake)
+            -DGENERATOR=${CMAKE_GENERATOR} -DCXX=${CMAKE_CXX_COMPILER} -DTOOLCHAIN=${CMAKE_TOOLCHAIN_FILE}
+            "-DEMULATOR=${CMAKE_CROSSCOMPILING_EMULATOR}" "-DFLAGS=${_orvel_client_flags}"
+            -P ${PROJECT_SOURCE_DIR}/cmake/CheckConsumer.cmake)
 endif()

@@ -6,6 +6,8 @@ namespace orvel {
 
 OvAlignedBuffer::~OvAlignedBuffer() = default;
 
+uint8_t* OvExternalAlignedBuffer::base() { return fBase; }
+
 void* OvAlignedBufferAllocator::alloc(unsigned int size, unsigned int alignment) {
   if (alignment == 0 || (alignment & (alignment - 1)) != 0) return nullptr;
   const uintptr_t cur = reinterpret_cast<uintptr_t>(fBuffer->base()) + fUsed;

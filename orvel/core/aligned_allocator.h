@@ -28,7 +28,7 @@ class ORVEL_API OvExternalAlignedBuffer : public OvAlignedBuffer {
  public:
   OvExternalAlignedBuffer(void* memory, uint32_t capacity)
       : OvAlignedBuffer(memory ? capacity : 0), fBase(static_cast<uint8_t*>(memory)) {}
-  uint8_t* base() override { return fBase; }
+  uint8_t* base() override;
 
  private:
   uint8_t* fBase;

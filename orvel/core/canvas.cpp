@@ -4,6 +4,11 @@
 
 namespace orvel {
 
+// Out of line, so that each virtual table is defined once, in the library.
+OvCanvasStateStorage::~OvCanvasStateStorage() {}
+template class OvCanvasStateStorageFixed<1>;
+OvCanvas::~OvCanvas() {}
+
 void OvCanvas::drawArc(const OvRect& oval, float startAngle, float sweepAngle, bool useCenter, const OvPaint& paint) {
   if (sweepAngle != 0 && oval.left < oval.right && oval.top < oval.bottom) {
     drawArcImpl(oval, startAngle, sweepAngle, useCenter, paint);

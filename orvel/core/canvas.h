@@ -45,7 +45,7 @@ class ORVEL_API OvCanvasStateStorage {
   virtual void restore(OvCanvasState* out) = 0;
   // Drops every saved state.
   virtual void clear() = 0;
-  virtual ~OvCanvasStateStorage() {}
+  virtual ~OvCanvasStateStorage();
 };
 
 // A save stack of N inline slots. Pushing onto a full stack or popping an
@@ -85,6 +85,9 @@ class ORVEL_API OvCanvasStateStorageFixed : public OvCanvasStateStorage {
   OvCanvasState fSlots[N];
 };
 
+// The library's one instantiation; its virtual table lives in the library.
+extern template class ORVEL_API OvCanvasStateStorageFixed<1>;
+
 class ORVEL_API OvCanvas {
  public:
   // Copies info; the matrix starts as the identity. storage is not owned and
@@ -93,7 +96,7 @@ class ORVEL_API OvCanvas {
   OvCanvas(const OvImageInfo& info, OvCanvasStateStorage* storage) : fInfo(info), fStorage(storage) {}
   OvCanvas(const OvCanvas&) = delete;
   OvCanvas& operator=(const OvCanvas&) = delete;
-  virtual ~OvCanvas() {}
+  virtual ~OvCanvas();
 
   // Pushes the current matrix; returns the storage's new depth.
   virtual int save() { return fStorage ? fStorage->save(OvCanvasState{fMatrix}) : 0; }

@@ -150,6 +150,8 @@ OvPath::Verb OvPath::Iter::next(OvPoint pts[4]) {
   return verb;
 }
 
+PathInterface::~PathInterface() {}
+
 void OvPathProxy::rewind() { fPath->rewind(); }
 bool OvPathProxy::empty() const { return fPath->isEmpty(); }
 void OvPathProxy::moveTo(const OvPoint& p) { fPath->moveTo(p); }

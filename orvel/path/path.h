@@ -143,9 +143,7 @@ class ORVEL_API PathInterface {
   virtual void close() = 0;
   virtual bool getLastPt(OvPoint* out) const = 0;
   virtual bool getFirstContourPt(OvPoint* out) const = 0;
-  // Inline, so that no key function pins the vtable inside the library:
-  // clients compiled with RTTI emit this class's type information themselves.
-  virtual ~PathInterface() {}
+  virtual ~PathInterface();
 };
 
 // Forwards every PathInterface call to the OvPath of the same meaning
