@@ -19,7 +19,7 @@
 #include <vector>
 
 #include "orvel/core/heap_bitmap_storage.h"
-#include "orvel/expr/builder_records.h"
+#include "orvel/layout/records.h"
 #include "orvel/expr/evaluator.h"
 #include "orvel/expr/expression_program.h"
 #include "orvel/expr/layout_builder.h"

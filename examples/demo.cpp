@@ -22,12 +22,6 @@ enum : uint16_t { kBatteryPercent = 3, kSecondsLeft = 4, kCharging = 5 };
 // Ids of the expression properties the layout carries.
 enum : uint16_t { kGaugeSweep = 20, kMinutesLeft = 21, kStatusColour = 22 };
 
-const char* RecordName(uint32_t type) {
-  static const char* const kNames[] = {"text",      "rect",    "line",   "bitmap", "arc",       "circle",
-                                       "path",      "blob",    "transform", "save", "restore",  "id map"};
-  return type < sizeof kNames / sizeof kNames[0] ? kNames[type] : "other";
-}
-
 unsigned CountRecords(const OvOpList& list) {
   unsigned n = 0;
   list.forEachOp([&](const OvOp*, uint32_t) { return ++n, true; });
@@ -160,7 +154,7 @@ int main(int argc, char** argv) {
     OvLayoutOpType type;
     unsigned offset = 0;
     if (received.findElementById(id, unsigned(std::strlen(id)), &type, &offset))
-      std::printf("    %-10s %-9s at offset %u\n", id, RecordName(type), offset);
+      std::printf("    %-10s %-14s at offset %u\n", id, OpTypeName(type) ? OpTypeName(type) : "?", offset);
     else
       std::printf("    %-10s not found\n", id);
   }

@@ -9,7 +9,7 @@
 
 #include "orvel/core/log.h"
 #include "orvel/core/memory.h"
-#include "orvel/expr/expr_nodes.h"
+#include "orvel/expr/expression_ops.h"
 #include "orvel/expr/expression_program.h"
 #include "orvel/expr/property_storage.h"
 

@@ -14,9 +14,9 @@
 #ifdef ORVEL_FUZZ_ASAN
 #include <sanitizer/asan_interface.h>
 #endif
-#include "orvel/expr/builder_records.h"
+#include "orvel/layout/records.h"
 #include "orvel/expr/evaluator.h"
-#include "orvel/expr/expr_nodes.h"
+#include "orvel/expr/expression_ops.h"
 
 namespace orvel {
 namespace fuzz {
@@ -101,7 +101,7 @@ void WalkList(const OvOpList& list) {
               OvDrawTextBlob, OvTransform, OvSave, OvRestore, OvIdMap, OvTypefaceData, OvCircularTextOp,
               OvDrawBitmapText, OvBitmapTypefaceData, OvLayoutHeader, OvBindingRecord, OvExpressionProperty,
               OvExp1Node, OvExp2Node, OvExp3Node, OvFunc0Node, OvFunc1Node, OvFunc2Node, OvFunc3Node, OvFunc4Node,
-              OvFloatNode, OvInt64Node, OvStringNode, OvPropertyNode, OvFormattedNumberProperty,
+              OvFloatNode, OvInt64Node, OvStringNode, OvExpProp, OvFormattedNumberProperty,
               OvNumericLocaleConfig, OvBitmapTextBindingRecord>(visitor);
   RecordReader reader;
   const bool visitedAll = visitor.visit(list, reader);

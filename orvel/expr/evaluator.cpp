@@ -4,7 +4,7 @@
 #include <cstring>
 #include <type_traits>
 
-#include "orvel/expr/expr_nodes.h"
+#include "orvel/expr/expression_ops.h"
 
 namespace orvel {
 
@@ -19,18 +19,6 @@ constexpr size_t kFirstRefOffset = offsetof(OvExp1Node, operands);
 static_assert(offsetof(OvFunc1Node, id) == kCodeOffset && offsetof(OvFunc1Node, args) == kFirstRefOffset,
               "call nodes share the operator nodes' field positions");
 static_assert(sizeof(OvNodeRef) == 8 && offsetof(OvNodeRef, offset) == 0, "a reference's low word comes first");
-
-// Fixed size and child count of node types kExp1 .. kProperty.
-struct NodeShape {
-  uint32_t minimumSize;
-  unsigned children;
-};
-constexpr NodeShape kShapes[] = {
-    {OvExp1Node::kSize, 1},  {OvExp2Node::kSize, 2},  {OvExp3Node::kSize, 3},    {OvFunc0Node::kSize, 0},
-    {OvFunc1Node::kSize, 1}, {OvFunc2Node::kSize, 2}, {OvFunc3Node::kSize, 3},   {OvFunc4Node::kSize, 4},
-    {OvFloatNode::kSize, 0}, {OvInt64Node::kSize, 0}, {OvStringNode::SizeFor(0), 0}, {OvPropertyNode::kSize, 0},
-};
-static_assert(sizeof(kShapes) / sizeof(kShapes[0]) == kProperty - kExp1 + 1, "one shape per node type");
 
 // Records are only 4-byte aligned and a hostile reference need not even be
 // that, so every field is copied out.
@@ -67,12 +55,12 @@ __attribute__((always_inline)) inline bool ReadRecord(const OvOpList& nodes, uin
   const uint32_t header = ReadU32(p, 0);
   const uint32_t type = header & 63, size = header >> 8;
   if ((header & 0xC0) != kOpHeaderFlag || type < kExp1 || type > kProperty) return false;
-  const NodeShape& shape = kShapes[type - kExp1];
-  if (size > bytesLeft || size < shape.minimumSize) return false;
+  const OvOpTypeInfo& shape = OpTypeInfo(type);
+  if (size > bytesLeft || size < shape.fixed) return false;
 
   const uint32_t code = type <= kFunc4 ? ReadU32(p, kCodeOffset) : 0;  // operator or function id
   if (!FitsNode(type, code)) return false;
-  for (unsigned i = 0; i < shape.children; ++i) {
+  for (unsigned i = 0; i < shape.refs; ++i) {
     record->refs[i] = ReadU32(p, kFirstRefOffset + i * sizeof(OvNodeRef));
     if (record->refs[i] >= reference) return false;  // children always come first
   }
@@ -80,7 +68,7 @@ __attribute__((always_inline)) inline bool ReadRecord(const OvOpList& nodes, uin
   record->bytes = p;
   record->type = type;
   record->code = code;
-  record->children = shape.children;
+  record->children = shape.refs;
   return true;
 }
 
@@ -104,7 +92,7 @@ Property Literal(const Record& record) {
 
 uint16_t PropertyId(const Record& record) {
   uint16_t id;
-  std::memcpy(&id, record.bytes + offsetof(OvPropertyNode, id), sizeof id);
+  std::memcpy(&id, record.bytes + offsetof(OvExpProp, id), sizeof id);
   return id;
 }
 

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "orvel/core/test_helpers_internal.h"
-#include "orvel/expr/expr_nodes.h"
+#include "orvel/expr/expression_ops.h"
 #include "orvel/expr/parser_context.h"
 
 // Allocation counting for this binary: operator new and malloc are forwarded

@@ -10,12 +10,6 @@
 
 namespace orvel {
 
-// The layout reads the header's fields where the builder writes them.
-static_assert(offsetof(OvLayoutHeader, idMapOffset) == kLayoutHeaderIdMapOffsetAt &&
-                  offsetof(OvLayoutHeader, idCount) == kLayoutHeaderIdCountAt,
-              "header fields where the layout reads them");
-static_assert(offsetof(OvExpressionProperty, propertyId) == kPropertyIdAt, "property id where the layout reads it");
-
 namespace {
 
 // The logical offset of the record name was given to; false when no element

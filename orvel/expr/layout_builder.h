@@ -19,7 +19,7 @@
 
 #include "orvel/core/bitmap.h"
 #include "orvel/core/export.h"
-#include "orvel/expr/builder_records.h"
+#include "orvel/layout/records.h"
 #include "orvel/expr/property.h"
 #include "orvel/layout/layout.h"
 #include "orvel/layout/recording_canvas.h"

@@ -8,6 +8,7 @@
 
 #include "orvel/core/heap_bitmap_storage.h"
 #include "orvel/core/test_helpers_internal.h"
+#include "orvel/expr/expression_ops.h"
 
 namespace orvel {
 namespace {

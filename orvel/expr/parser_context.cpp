@@ -147,7 +147,7 @@ void ParserContext::newString(unsigned& out, const char* text) {
 }
 
 void ParserContext::newProperty(unsigned& out, unsigned short id) {
-  auto* node = static_cast<OvPropertyNode*>(appendNode(out, OvPropertyNode::kType, OvPropertyNode::kSize));
+  auto* node = static_cast<OvExpProp*>(appendNode(out, OvExpProp::kType, OvExpProp::kSize));
   if (node) node->id = id;
 }
 

@@ -13,7 +13,7 @@
 #include <string>
 
 #include "orvel/core/export.h"
-#include "orvel/expr/expr_nodes.h"
+#include "orvel/expr/expression_ops.h"
 #include "orvel/expr/lexer.h"
 #include "orvel/layout/op_list.h"
 

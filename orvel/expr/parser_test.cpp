@@ -51,7 +51,7 @@ Parsed Parse(const std::string& text, OvOpList* list = nullptr) {
     std::string s = buf;
     if (type == kInt64) s = "int " + std::to_string(int64_t(uint64_t(Word(op, 8)) << 32 | code));
     else if (type == kString) s = std::string("str '") + (reinterpret_cast<const char*>(op) + 4) + "'";
-    else if (type == kProperty) s = "prop " + std::to_string(reinterpret_cast<const OvPropertyNode*>(op)->id);
+    else if (type == kProperty) s = "prop " + std::to_string(reinterpret_cast<const OvExpProp*>(op)->id);
     else if (isCall) s = "call" + std::to_string(code);
     else if (type != kFloat) s = isExp && code <= kLastExpressionType ? kOpNames[code] : "?";
     const uint32_t refs = isExp ? type - kExp1 + 1 : isCall ? type - kFunc0 : 0;

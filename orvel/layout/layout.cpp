@@ -12,27 +12,13 @@ uint32_t ReadU32(const uint8_t* p) {
   return v;
 }
 
-// The part of an expression property (type 19) or a property node (type 31)
-// that the layout reads: the u16 property id behind the header. The rest of
-// these records belongs to the expression writers.
-template <uint32_t Type>
-struct PropertyIdRecord {
-  static constexpr uint32_t kType = Type;
-  OvOp op;
-  uint16_t propertyId;
-  uint16_t padding;
-};
-static_assert(offsetof(PropertyIdRecord<kExpressionProperty>, propertyId) == kPropertyIdAt &&
-                  offsetof(PropertyIdRecord<kProperty>, propertyId) == kPropertyIdAt,
-              "property id at offset 4");
-
 struct PropertyFlags {
   uint8_t seen[OvLayout::kMaxReportedProperties] = {};
   void mark(uint16_t id) {
     if (id < OvLayout::kMaxReportedProperties) seen[id] = 1;
   }
-  void visit(const PropertyIdRecord<kExpressionProperty>& r) { mark(r.propertyId); }
-  void visit(const PropertyIdRecord<kProperty>& r) { mark(r.propertyId); }
+  void visit(const OvExpressionProperty& r) { mark(r.propertyId); }
+  void visit(const OvExpProp& r) { mark(r.id); }
 };
 
 }  // namespace
@@ -64,8 +50,8 @@ bool OvLayout::loadMap() {
   const uint32_t headerSize = OpFixedSize(kLayoutHeader);
   if (!header || header->type() != kLayoutHeader || header->size() < headerSize || left < headerSize) return false;
   const uint8_t* h = reinterpret_cast<const uint8_t*>(header);
-  const uint32_t mapOffset = ReadU32(h + kLayoutHeaderIdMapOffsetAt);
-  const uint32_t count = ReadU32(h + kLayoutHeaderIdCountAt);
+  const uint32_t mapOffset = ReadU32(h + offsetof(OvLayoutHeader, idMapOffset));
+  const uint32_t count = ReadU32(h + offsetof(OvLayoutHeader, idCount));
 
   const OvOp* map = fDrawList.findOp(mapOffset, &left);
   if (!map || map->type() != kIdMap || map->header < kMinOpHeader || map->size() > left) return false;
@@ -117,8 +103,8 @@ bool OvLayout::findElementById(const char* id, unsigned idLength, OvLayoutOpType
 unsigned OvLayout::getPropertiesInUse(PropertyIds* ids) const {
   if (!ids) return 0;
   OvOpVisitor<PropertyFlags> visitor;
-  visitor.registerVisitor<PropertyIdRecord<kExpressionProperty>>();
-  visitor.registerVisitor<PropertyIdRecord<kProperty>>();
+  visitor.registerVisitor<OvExpressionProperty>();
+  visitor.registerVisitor<OvExpProp>();
   PropertyFlags flags;
   visitor.visit(fResourceList, flags);
   unsigned count = 0;

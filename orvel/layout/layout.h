@@ -13,7 +13,6 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
-#include <type_traits>
 
 #include "orvel/core/export.h"
 #include "orvel/layout/op_list.h"
@@ -57,26 +56,6 @@ class OvOpVisitor {
   Entry fEntries[kOpTypeCount] = {};
 };
 
-// The record types an element id may name, for the typed look-ups.
-template <class T>
-struct OvIsElementRecord : std::false_type {};
-template <>
-struct OvIsElementRecord<OvDrawLine> : std::true_type {};
-template <>
-struct OvIsElementRecord<OvDrawSimpleText> : std::true_type {};
-template <>
-struct OvIsElementRecord<OvDrawRect> : std::true_type {};
-template <>
-struct OvIsElementRecord<OvDrawCircle> : std::true_type {};
-template <>
-struct OvIsElementRecord<OvDrawArc> : std::true_type {};
-template <>
-struct OvIsElementRecord<OvDrawBitmap> : std::true_type {};
-template <>
-struct OvIsElementRecord<OvDrawPath> : std::true_type {};
-template <>
-struct OvIsElementRecord<OvTransform> : std::true_type {};
-
 class ORVEL_API OvLayout {
  public:
   // Property ids that getPropertiesInUse can report: 0 to 39.
@@ -109,8 +88,8 @@ class ORVEL_API OvLayout {
   // untouched, when no record lies at the matching entry's offset.
   bool findElementById(const char* id, unsigned idLength, OvLayoutOpType* type, unsigned* offset) const;
   // As above for a NUL-terminated id; writes the record as a T* without
-  // checking its type (ask the type form first when unsure). T is one of the
-  // eight OvIsElementRecord types.
+  // checking its type (ask the type form first when unsure). T is a record
+  // type that an element id may name (OvIsElementRecord).
   template <class T>
   bool findElementById(const char* id, T** op) const;
 

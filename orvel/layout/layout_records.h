@@ -1,6 +1,7 @@
-// The records the layout builder adds to a layout beside its drawing: the
-// layout header (draw list), the bindings (binding list), expression
-// properties, formatted numbers and the numeric locale (resource list). Like
+// The records a layout carries beside its drawing and its expressions: the
+// layout header (draw list), the bindings (binding list), formatted numbers
+// and the numeric locale (resource list), with the values the builder writes
+// into them verbatim. Like
 // every op record they are a wire format: fixed offsets, little-endian, every
 // field at most 4 bytes wide so that the layout is the same on 32-bit ARM and
 // x86-64 and a record needs only the 4-byte alignment op lists give it. Each
@@ -12,7 +13,6 @@
 #include <cstdint>
 #include <cstring>
 
-#include "orvel/expr/expr_nodes.h"
 #include "orvel/layout/op_list.h"
 #include "orvel/layout/op_types.h"
 
@@ -69,24 +69,6 @@ struct OvBindingRecord {
   }
 };
 
-// Type 19, in the resource list.
-//   0 header | 4 u16 property id | 6 u16 PropertyType of the result
-//   | 8 ref root node (u64: low word the node's logical offset, high word 0)
-//   = 16 bytes
-struct OvExpressionProperty {
-  static constexpr uint32_t kType = kExpressionProperty;
-  OvOp op;
-  uint16_t propertyId;
-  uint16_t resultType;
-  OvNodeRef root;
-  void set(uint16_t id, uint16_t type, uint32_t rootNode) {
-    propertyId = id;
-    resultType = type;
-    root.offset = rootNode;
-    root.high = 0;
-  }
-};
-
 // Type 32, in the resource list.
 //   0 header | 4 u16 first argument | 6 u16 second argument
 //   | 8 u32 OvNumberFormat   = 12 bytes
@@ -138,24 +120,12 @@ static_assert(sizeof(OvBitmapTextGlyphBinding) == 4 && offsetof(OvBitmapTextGlyp
                   offsetof(OvBitmapTextGlyphBinding, second) == 2,
               "OvBitmapTextGlyphBinding");
 
-#define ORVEL_CHECK_BUILDER_RECORD(T) \
-  static_assert(sizeof(T) == OpFixedSize(T::kType) && alignof(T) == 4 && offsetof(T, op) == 0, #T " size")
-ORVEL_CHECK_BUILDER_RECORD(OvLayoutHeader);
-ORVEL_CHECK_BUILDER_RECORD(OvBindingRecord);
-ORVEL_CHECK_BUILDER_RECORD(OvExpressionProperty);
-ORVEL_CHECK_BUILDER_RECORD(OvFormattedNumberProperty);
-ORVEL_CHECK_BUILDER_RECORD(OvNumericLocaleConfig);
-ORVEL_CHECK_BUILDER_RECORD(OvBitmapTextBindingRecord);
-#undef ORVEL_CHECK_BUILDER_RECORD
 
 static_assert(offsetof(OvLayoutHeader, idMapOffset) == 4 && offsetof(OvLayoutHeader, idCount) == 8,
               "OvLayoutHeader");
 static_assert(offsetof(OvBindingRecord, id) == 4 && offsetof(OvBindingRecord, kind) == 6 &&
                   offsetof(OvBindingRecord, element) == 8,
               "OvBindingRecord");
-static_assert(offsetof(OvExpressionProperty, propertyId) == 4 && offsetof(OvExpressionProperty, resultType) == 6 &&
-                  offsetof(OvExpressionProperty, root) == 8,
-              "OvExpressionProperty");
 static_assert(offsetof(OvFormattedNumberProperty, first) == 4 && offsetof(OvFormattedNumberProperty, second) == 6 &&
                   offsetof(OvFormattedNumberProperty, format) == 8,
               "OvFormattedNumberProperty");

@@ -1,10 +1,12 @@
 // Expression node records: the wire form of a parsed expression, stored in a
-// layout's resource list and evaluated on the rendering device. Every node is
-// an op record (header word: type, 0x80 flag, size) followed by little-endian
-// fields; records are only 4-byte aligned, so every field here is at most 32
-// bits wide and 64-bit values are read through accessors that copy bytes.
-// A node reference is the logical offset of a node record in the same op list;
-// children are always written before their parent.
+// layout's resource list and evaluated on the rendering device, and the
+// expression property record that names an expression's root node. Every
+// node is an op record (header word: type, 0x80 flag, size) followed by
+// little-endian fields; records are only 4-byte aligned, so every field here
+// is at most 32 bits wide and 64-bit values are read through accessors that
+// copy bytes. A node reference is the logical offset of a node record in the
+// same op list; children are always written before their parent. What the
+// operator codes and function ids mean belongs to the expression language.
 #pragma once
 
 #include <cstddef>
@@ -15,78 +17,8 @@
 
 namespace orvel {
 
-// The operator of a kExp1/kExp2/kExp3 node; each means the Property operator
-// of the same name (kConditional picks its second or third operand by the
-// truth of the first).
-enum OvExpressionType : uint32_t {
-  kAdd = 0,           // binary +      kExp2
-  kSubtract = 1,      // binary -      kExp2
-  kMultiply = 2,      // *             kExp2
-  kDivide = 3,        // /             kExp2
-  kModulo = 4,        // %             kExp2
-  kEqual = 5,         // ==            kExp2
-  kNotEqual = 6,      // !=            kExp2
-  kLess = 7,          // <             kExp2
-  kGreater = 8,       // >             kExp2
-  kLessEqual = 9,     // <=            kExp2
-  kGreaterEqual = 10, // >=            kExp2
-  kLogicalOr = 11,    // ||            kExp2
-  kLogicalAnd = 12,   // &&            kExp2
-  kConditional = 13,  // ? :           kExp3
-  kLogicalNot = 14,   // prefix !      kExp1
-  kNegate = 15,       // prefix -      kExp1
-};
-constexpr uint32_t kLastExpressionType = kNegate;
-
-// Built-in function ids written into call nodes. The text functions are
-// overloaded by arity: the 0 suffix takes no argument, the 1 suffix one.
-enum OvFuncId : uint32_t {
-  kFuncNone = 0,  // never written: resolution failed
-  kFuncCos = 1,
-  kFuncSin = 2,
-  kFuncPI = 3,
-  kFuncStr = 4,
-  kFuncTextX0 = 5,
-  kFuncTextY0 = 6,
-  kFuncTextW0 = 7,
-  kFuncTextH0 = 8,
-  kFuncTextX1 = 9,
-  kFuncTextY1 = 10,
-  kFuncTextW1 = 11,
-  kFuncTextH1 = 12,
-  kFuncColorARGB = 13,
-  kFuncColorRGB = 14,
-  kFuncFloor = 15,
-  kFuncCeil = 16,
-  kFuncMeasureWidth = 17,
-  kFuncMeasureHeight = 18,
-  kFuncToIntS32 = 19,
-};
-
-// A built-in function: the id written into call nodes, its name and arity.
-struct OvFuncDesc {
-  uint32_t id;
-  const char* name;
-  uint32_t params;
-};
-
-constexpr uint32_t kFuncCount = 19;
-constexpr uint32_t kMaxFuncArgs = 4;
-
-// The built-in functions in table order (the order the parser's name table is
-// filled in); entry i has id i + 1.
-inline constexpr OvFuncDesc kFuncTable[kFuncCount] = {
-    {kFuncCos, "cos", 1},           {kFuncSin, "sin", 1},
-    {kFuncPI, "PI", 0},             {kFuncStr, "str", 2},
-    {kFuncTextX0, "textX", 0},      {kFuncTextY0, "textY", 0},
-    {kFuncTextW0, "textW", 0},      {kFuncTextH0, "textH", 0},
-    {kFuncTextX1, "textX", 1},      {kFuncTextY1, "textY", 1},
-    {kFuncTextW1, "textW", 1},      {kFuncTextH1, "textH", 1},
-    {kFuncColorARGB, "colorARGB", 4}, {kFuncColorRGB, "colorRGB", 3},
-    {kFuncFloor, "floor", 1},       {kFuncCeil, "ceil", 1},
-    {kFuncMeasureWidth, "measureWidth", 1}, {kFuncMeasureHeight, "measureHeight", 1},
-    {kFuncToIntS32, "toIntS32", 1},
-};
+// Most arguments a call node carries.
+constexpr uint32_t kMaxNodeArgs = 4;
 
 // A child reference: a u64 on the wire whose low word is the child's logical
 // offset and whose high word is written as zero (readers use the low word).
@@ -98,7 +30,7 @@ static_assert(sizeof(OvNodeRef) == 8 && alignof(OvNodeRef) == 4, "ref is 8 bytes
 static_assert(offsetof(OvNodeRef, offset) == 0 && offsetof(OvNodeRef, high) == 4, "ref words");
 
 // Operator node with N operands (kExp1, kExp2, kExp3).
-//   0 u32 header | 4 u32 OvExpressionType | 8 ref operand 1 | 16 ref 2 | 24 ref 3
+//   0 u32 header | 4 u32 operator | 8 ref operand 1 | 16 ref 2 | 24 ref 3
 template <uint32_t N>
 struct OvExpNode {
   static_assert(N >= 1 && N <= 3, "operator nodes take 1 to 3 operands");
@@ -106,7 +38,7 @@ struct OvExpNode {
   static constexpr uint32_t kSize = 8 + 8 * N;
   static constexpr uint32_t kHeader = OpHeader(kType, kSize);
   uint32_t header;
-  uint32_t op;  // OvExpressionType
+  uint32_t op;  // the operator code
   OvNodeRef operands[N];
 };
 using OvExp1Node = OvExpNode<1>;
@@ -117,12 +49,12 @@ using OvExp3Node = OvExpNode<3>;
 //   0 u32 header | 4 u32 function id | 8 ref argument 1 | ... | 32 ref argument 4
 template <uint32_t N>
 struct OvFuncNode {
-  static_assert(N >= 1 && N <= kMaxFuncArgs, "call nodes take 0 to 4 arguments");
+  static_assert(N >= 1 && N <= kMaxNodeArgs, "call nodes take 0 to 4 arguments");
   static constexpr uint32_t kType = kFunc0 + N;
   static constexpr uint32_t kSize = 8 + 8 * N;
   static constexpr uint32_t kHeader = OpHeader(kType, kSize);
   uint32_t header;
-  uint32_t id;  // OvFuncId
+  uint32_t id;  // the built-in function id
   OvNodeRef args[N];
 };
 template <>
@@ -131,7 +63,7 @@ struct OvFuncNode<0> {
   static constexpr uint32_t kSize = 8;
   static constexpr uint32_t kHeader = OpHeader(kType, kSize);
   uint32_t header;
-  uint32_t id;  // OvFuncId
+  uint32_t id;  // the built-in function id
 };
 using OvFunc0Node = OvFuncNode<0>;
 using OvFunc1Node = OvFuncNode<1>;
@@ -175,7 +107,7 @@ struct OvStringNode {
 };
 
 // Property read.  0 u32 header | 4 u16 property id | 6 two padding bytes
-struct OvPropertyNode {
+struct OvExpProp {
   static constexpr uint32_t kType = kProperty;
   static constexpr uint32_t kSize = 8;
   static constexpr uint32_t kHeader = OpHeader(kType, kSize);
@@ -210,9 +142,31 @@ static_assert(sizeof(OvInt64Node) == 12 && alignof(OvInt64Node) == 4 && offsetof
 static_assert(sizeof(OvStringNode) == 4 && OvStringNode::SizeFor(0) == 8 && OvStringNode::SizeFor(3) == 8 &&
                   OvStringNode::SizeFor(4) == 12,
               "kString");
-static_assert(sizeof(OvPropertyNode) == 8 && offsetof(OvPropertyNode, id) == 4 &&
-                  offsetof(OvPropertyNode, padding) == 6 && OvPropertyNode::kHeader == 0x0000089F,
+static_assert(sizeof(OvExpProp) == 8 && offsetof(OvExpProp, id) == 4 &&
+                  offsetof(OvExpProp, padding) == 6 && OvExpProp::kHeader == 0x0000089F,
               "kProperty");
 static_assert(sizeof(float) == 4, "f32");
+
+
+// Type 19, in the resource list.
+//   0 header | 4 u16 property id | 6 u16 PropertyType of the result
+//   | 8 ref root node (u64: low word the node's logical offset, high word 0)
+//   = 16 bytes
+struct OvExpressionProperty {
+  static constexpr uint32_t kType = kExpressionProperty;
+  OvOp op;
+  uint16_t propertyId;
+  uint16_t resultType;
+  OvNodeRef root;
+  void set(uint16_t id, uint16_t type, uint32_t rootNode) {
+    propertyId = id;
+    resultType = type;
+    root.offset = rootNode;
+    root.high = 0;
+  }
+};
+static_assert(offsetof(OvExpressionProperty, propertyId) == 4 && offsetof(OvExpressionProperty, resultType) == 6 &&
+                  offsetof(OvExpressionProperty, root) == 8,
+              "OvExpressionProperty");
 
 }  // namespace orvel
