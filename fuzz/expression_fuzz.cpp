@@ -23,8 +23,8 @@
 #include "orvel/core/paint.h"
 #include "orvel/expr/evaluator.h"
 #include "orvel/expr/layout_builder.h"
-#include "orvel/expr/lexer.h"
-#include "orvel/expr/parser_context.h"
+#include "orvel/expr/lexer_internal.h"
+#include "orvel/expr/parser_context_internal.h"
 
 using namespace orvel;
 
@@ -57,8 +57,8 @@ void Tokenise(const std::string& text) {
     if (token == kTokenEnd || token == kTokenInvalid) break;
     FUZZ_CHECK(++calls <= text.size());
     fuzz::Consume(&token, sizeof token);
-    if (token == kTokenIdentifier) FUZZ_CHECK(std::memchr(value.ident, 0, sizeof value.ident) != nullptr);
-    if (token == kTokenString) FUZZ_CHECK(std::memchr(value.text, 0, sizeof value.text) != nullptr);
+    if (token == IDENTIFIER) FUZZ_CHECK(std::memchr(value.ident, 0, sizeof value.ident) != nullptr);
+    if (token == STRING) FUZZ_CHECK(std::memchr(value.text, 0, sizeof value.text) != nullptr);
   }
 }
 

@@ -5,6 +5,7 @@
 #include <type_traits>
 
 #include "orvel/expr/expression_ops.h"
+#include "orvel/expr/property_internal.h"
 
 namespace orvel {
 
@@ -210,7 +211,15 @@ Property OvExpressionEvaluator::evaluateCall(uint32_t functionId, const uint32_t
 
 namespace {
 
-using priv::ExpressionStep;
+// One step of a flattened expression, as a program stores it.
+struct ExpressionStep {
+  uint8_t op;
+  uint8_t code;    // the operator of a binary step, the argument count of a call
+  uint16_t index;  // a literal's place in the program, or a property id
+  uint32_t word;   // a jump's target step, or a function id
+};
+// A program keeps its steps as kMaxSteps slots of 8 bytes, 8-aligned.
+static_assert(sizeof(ExpressionStep) == 8 && alignof(ExpressionStep) <= 8, "a step is two words");
 
 // What a step does. The value stack grows upwards; "top" is its last value.
 enum StepOp : uint8_t {
@@ -461,7 +470,7 @@ bool OvExpressionEvaluator::prepare(uint32_t reference, OvExpressionProgram* pro
   program->fStepCount = 0;
   program->fConstantCount = 0;
   if (!fNodes) return false;
-  Flattener flattener(*fNodes, program->fSteps, program->fConstants);
+  Flattener flattener(*fNodes, reinterpret_cast<ExpressionStep*>(program->fSteps), program->fConstants);
   if (!flattener.flatten(reference, 0) || !flattener.finish()) return false;
   program->fStepCount = uint16_t(flattener.stepCount());
   program->fConstantCount = uint16_t(flattener.constantCount());
@@ -472,7 +481,7 @@ Property OvExpressionEvaluator::evaluate(const OvExpressionProgram& program) {
   if (!program.fNodes || program.fNodes != fNodes) return Property();
   if (!program.isFlattened()) return evaluate(program.fRoot);
 
-  const ExpressionStep* const steps = program.fSteps;
+  const ExpressionStep* const steps = reinterpret_cast<const ExpressionStep*>(program.fSteps);
   const Property* const constants = program.fConstants;
   OvPropertyStorage* const storage = fStorage;
   const bool builtins = fCall == &DefaultFunctionCall;

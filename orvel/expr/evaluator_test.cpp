@@ -13,7 +13,7 @@
 
 #include "orvel/core/test_helpers_internal.h"
 #include "orvel/expr/expression_ops.h"
-#include "orvel/expr/parser_context.h"
+#include "orvel/expr/parser_context_internal.h"
 
 // Allocation counting for this binary: operator new and malloc are forwarded
 // unchanged and counted only while gCounting is set. Left out under

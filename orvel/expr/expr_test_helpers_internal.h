@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string>
 
-#include "orvel/expr/parser_context.h"
+#include "orvel/expr/parser_context_internal.h"
 
 namespace orvel {
 namespace testing {

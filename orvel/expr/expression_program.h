@@ -29,19 +29,6 @@
 
 namespace orvel {
 
-namespace priv {
-
-// One step of a flattened expression; the evaluator alone gives op meaning.
-struct ExpressionStep {
-  uint8_t op;
-  uint8_t code;    // the operator of a binary step, the argument count of a call
-  uint16_t index;  // a literal's place in the program, or a property id
-  uint32_t word;   // a jump's target step, or a function id
-};
-static_assert(sizeof(ExpressionStep) == 8, "a step is two words");
-
-}  // namespace priv
-
 class ORVEL_API OvExpressionProgram {
  public:
   // Most steps one program holds. Each record becomes at most one step (a
@@ -72,7 +59,9 @@ class ORVEL_API OvExpressionProgram {
   uint32_t fRoot;
   uint16_t fStepCount;
   uint16_t fConstantCount;
-  priv::ExpressionStep fSteps[kMaxSteps];
+  // The steps, laid out by the evaluator: two words each.
+  static constexpr unsigned kStepBytes = 8;
+  alignas(8) uint8_t fSteps[kMaxSteps * kStepBytes];
   Property fConstants[kMaxConstants];
 };
 

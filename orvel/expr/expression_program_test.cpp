@@ -13,7 +13,7 @@
 
 #include "orvel/expr/evaluator.h"
 #include "orvel/expr/expr_test_helpers_internal.h"
-#include "orvel/expr/parser_context.h"
+#include "orvel/expr/parser_context_internal.h"
 
 namespace orvel {
 namespace {

@@ -2,7 +2,7 @@
    node records by the ParserContext. Built with byacc -p expr_ into the build
    directory; see orvel/CMakeLists.txt. */
 %{
-#include "orvel/expr/parser_context.h"
+#include "orvel/expr/parser_context_internal.h"
 
 using namespace orvel;
 
@@ -89,9 +89,12 @@ literal
 
 #include "orvel/core/memory.h"
 
-static_assert(INT64 == kTokenInt64 && FLOAT == kTokenFloat && IDENTIFIER == kTokenIdentifier &&
-                  STRING == kTokenString && EQ == kTokenEq && NE == kTokenNe && LE == kTokenLe &&
-                  GE == kTokenGe && OR == kTokenOr && AND == kTokenAnd,
+/* The token names are macros of the generator's here; kGrammarTokens holds
+   the library's codes, read before the macros existed. */
+static_assert(orvel::kGrammarTokens[0] == INT64 && orvel::kGrammarTokens[1] == FLOAT &&
+                  orvel::kGrammarTokens[2] == IDENTIFIER && orvel::kGrammarTokens[3] == STRING &&
+                  orvel::kGrammarTokens[4] == EQ && orvel::kGrammarTokens[5] == NE && orvel::kGrammarTokens[6] == LE &&
+                  orvel::kGrammarTokens[7] == GE && orvel::kGrammarTokens[8] == OR && orvel::kGrammarTokens[9] == AND,
               "the grammar's token codes are the lexer's");
 
 #define realloc(block, size) orvel::OvRealloc(block, size)

@@ -5,8 +5,8 @@
 #include <utility>
 
 #include "orvel/core/log.h"
-#include "orvel/expr/lexer.h"
-#include "orvel/expr/parser_context.h"
+#include "orvel/expr/lexer_internal.h"
+#include "orvel/expr/parser_context_internal.h"
 
 namespace orvel {
 

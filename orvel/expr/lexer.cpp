@@ -1,4 +1,4 @@
-#include "orvel/expr/lexer.h"
+#include "orvel/expr/lexer_internal.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -72,21 +72,21 @@ int Lexer::scanNumber(parser_type* yylval) {
     act = kActFloat;
     CopyCut(numText, ts, size_t(floatEnd - ts), kMaxFloatTextLength);
     yylval->floatValue = float(std::atof(numText));
-    return produce(kTokenFloat, floatEnd);
+    return produce(FLOAT, floatEnd);
   }
   if (intEnd == ts) return kTokenInvalid;  // a point with no digit behind it
   act = kActInt;
   uint64_t value = 0;  // wraps silently, by design
   for (const char* q = ts; q < intEnd; ++q) value = value * 10 + uint64_t(*q - '0');
   yylval->intValue = int64_t(value);
-  return produce(kTokenInt64, intEnd);
+  return produce(INT64, intEnd);
 }
 
 int Lexer::scanIdentifier(parser_type* yylval) {
   const char* q = ts + 1;
   while (IsLetter(*q) || IsDigit(*q) || *q == '_') ++q;
   CopyCut(yylval->ident, ts, size_t(q - ts), kMaxIdentifierLength);
-  return produce(kTokenIdentifier, q);
+  return produce(IDENTIFIER, q);
 }
 
 int Lexer::scanString(parser_type* yylval) {
@@ -104,7 +104,7 @@ int Lexer::scanString(parser_type* yylval) {
     q += (c == '\\' && q + 1 != pe) ? 2 : 1;
   }
   CopyCut(yylval->text, ts + 1, size_t(q - ts - 1), kMaxStringLength);
-  return produce(kTokenString, q + 1);
+  return produce(STRING, q + 1);
 }
 
 int Lexer::lex(parser_type* yylval) {
@@ -126,9 +126,9 @@ int Lexer::lex(parser_type* yylval) {
   } else if (c == '"') {
     token = scanString(yylval);
   } else if (next == '=' && (c == '=' || c == '!' || c == '<' || c == '>')) {
-    token = produce(c == '=' ? kTokenEq : c == '!' ? kTokenNe : c == '<' ? kTokenLe : kTokenGe, p + 2);
+    token = produce(c == '=' ? EQ : c == '!' ? NE : c == '<' ? LE : GE, p + 2);
   } else if ((c == '|' || c == '&') && next == c) {
-    token = produce(c == '|' ? kTokenOr : kTokenAnd, p + 2);
+    token = produce(c == '|' ? OR : AND, p + 2);
   } else if (std::strchr("!%()*+,-/:<>?{}", c)) {
     token = produce(c, p + 1);
   }

@@ -1,5 +1,5 @@
 // Token sequences, the length cuts, and the end and error states.
-#include "orvel/expr/lexer.h"
+#include "orvel/expr/lexer_internal.h"
 
 #include <gtest/gtest.h>
 
@@ -13,7 +13,7 @@ namespace {
 // The token stream of text up to the end token (or the first invalid one), as
 // "int 5, float 1.5, id a, str 'x', ==, +, invalid".
 std::string Tokens(const char* text) {
-  static const char* const kPairs[] = {"==", "!=", "<=", ">=", "||", "&&"};  // kTokenEq to kTokenAnd
+  static const char* const kPairs[] = {"==", "!=", "<=", ">=", "||", "&&"};  // EQ to AND
   Lexer lexer(text);
   std::string out;
   for (int guard = 0; guard < 64; ++guard) {
@@ -22,11 +22,11 @@ std::string Tokens(const char* text) {
     const int token = lexer.lex(&v);
     if (token == kTokenEnd) break;
     char item[64];
-    if (token == kTokenInt64) std::snprintf(item, sizeof item, "int %lld", static_cast<long long>(v.intValue));
-    else if (token == kTokenFloat) std::snprintf(item, sizeof item, "float %.9g", double(v.floatValue));
-    else if (token == kTokenIdentifier) std::snprintf(item, sizeof item, "id %s", v.ident);
-    else if (token == kTokenString) std::snprintf(item, sizeof item, "str '%s'", v.text);
-    else if (token >= kTokenEq && token <= kTokenAnd) std::snprintf(item, sizeof item, "%s", kPairs[token - kTokenEq]);
+    if (token == INT64) std::snprintf(item, sizeof item, "int %lld", static_cast<long long>(v.intValue));
+    else if (token == FLOAT) std::snprintf(item, sizeof item, "float %.9g", double(v.floatValue));
+    else if (token == IDENTIFIER) std::snprintf(item, sizeof item, "id %s", v.ident);
+    else if (token == STRING) std::snprintf(item, sizeof item, "str '%s'", v.text);
+    else if (token >= EQ && token <= AND) std::snprintf(item, sizeof item, "%s", kPairs[token - EQ]);
     else if (token == kTokenInvalid) std::snprintf(item, sizeof item, "invalid");
     else std::snprintf(item, sizeof item, "%c", char(token));
     out += (out.empty() ? "" : ", ") + std::string(item);
@@ -65,7 +65,7 @@ TEST(LexerTest, FloatTextIsCutAtNineteenCharacters) {
   for (const auto& row : rows) {
     Lexer lexer(row.text);
     parser_type v;
-    EXPECT_EQ(lexer.lex(&v), kTokenFloat) << row.text;
+    EXPECT_EQ(lexer.lex(&v), FLOAT) << row.text;
     EXPECT_EQ(v.floatValue, row.value) << row.text;
     EXPECT_EQ(std::string(lexer.numText), std::string(row.text).substr(0, kMaxFloatTextLength)) << row.text;
     EXPECT_EQ(lexer.lex(&v), kTokenEnd) << row.text;
@@ -77,7 +77,7 @@ TEST(LexerTest, EndAndInvalidStatesStick) {
   Lexer lexer(text);
   EXPECT_TRUE(lexer.pe == text + 3 && lexer.eof == lexer.pe && lexer.cs == Lexer::kStartState) << "the NUL is scanned";
   parser_type v;
-  EXPECT_EQ(lexer.lex(&v), kTokenInt64);
+  EXPECT_EQ(lexer.lex(&v), INT64);
   EXPECT_EQ(lexer.lex(&v), kTokenEnd);
   EXPECT_EQ(lexer.lex(&v), kTokenEnd);
   // lex zeroes only the value's first word.

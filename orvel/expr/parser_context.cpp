@@ -1,4 +1,4 @@
-#include "orvel/expr/parser_context.h"
+#include "orvel/expr/parser_context_internal.h"
 
 #include <cstdio>
 #include <cstring>

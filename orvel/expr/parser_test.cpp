@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "orvel/core/test_helpers_internal.h"
-#include "orvel/expr/parser_context.h"
+#include "orvel/expr/parser_context_internal.h"
 
 namespace orvel {
 namespace {

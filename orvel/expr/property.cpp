@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "orvel/expr/property_internal.h"
+
 namespace orvel {
 
 namespace {

@@ -6,43 +6,15 @@
 
 #include <cstdint>
 
-#include "orvel/core/export.h"
+#include "orvel/expr/parser.h"
 
 namespace orvel {
-
-// The semantic value of a token or, for the parser's nonterminals, of a node:
-// node holds the logical offset of a node record and shares the first four
-// bytes with the other members.
-union parser_type {
-  int64_t intValue;   // INT64: wrapped to 64 bits
-  float floatValue;   // FLOAT
-  char ident[17];     // IDENTIFIER: at most 16 characters and a NUL
-  char text[20];      // STRING: at most 19 characters and a NUL
-  uint32_t node;      // nonterminals: node reference
-};
-
-// Token codes lex() returns; the parser indexes its tables with them.
-enum OvExprToken : int {
-  kTokenEnd = 0,
-  kTokenInt64 = 257,
-  kTokenFloat = 258,
-  kTokenIdentifier = 259,
-  kTokenString = 260,
-  kTokenEq = 261,
-  kTokenNe = 262,
-  kTokenLe = 263,
-  kTokenGe = 264,
-  kTokenOr = 265,
-  kTokenAnd = 266,
-  // Outside the parser's range on purpose: it becomes a syntax error there.
-  kTokenInvalid = 2147483647,
-};
 
 constexpr unsigned kMaxIdentifierLength = 16;
 constexpr unsigned kMaxStringLength = 19;
 constexpr unsigned kMaxFloatTextLength = 19;
 
-class ORVEL_API Lexer {
+class Lexer {
  public:
   static constexpr int kStartState = 10;
   static constexpr int kErrorState = 0;

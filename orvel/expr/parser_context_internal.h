@@ -3,7 +3,7 @@
 // expr_nodes.h) to the target op list, children before parents, and hands back
 // the record's logical offset. Errors of the parse are gathered as text.
 //
-// The C entry points below drive a parse: expr_parse pulls tokens through
+// The C entry points (parser.h) drive a parse: expr_parse pulls tokens through
 // expr_lex from the context's Lexer and reports through expr_error. There is no
 // error recovery: the first syntax error ends the parse.
 #pragma once
@@ -12,9 +12,9 @@
 #include <cstdint>
 #include <string>
 
-#include "orvel/core/export.h"
 #include "orvel/expr/expression_ops.h"
-#include "orvel/expr/lexer.h"
+#include "orvel/expr/lexer_internal.h"
+#include "orvel/expr/parser.h"
 #include "orvel/layout/op_list.h"
 
 namespace orvel {
@@ -28,7 +28,7 @@ constexpr size_t kFuncErrorBufferSize = 256;
 // Reported when a node record cannot be written (no op list, or it cannot grow).
 constexpr const char* kNodeWriteErrorMessage = "cannot write expression node";
 
-class ORVEL_API ParserContext {
+class ParserContext {
  public:
   // Empty error, root 0, no lexer and op list. The first context of the process
   // fills the built-in function table (not synchronised).
@@ -76,17 +76,3 @@ class ORVEL_API ParserContext {
 };
 
 }  // namespace orvel
-
-extern "C" {
-// Parses the context's token stream into node records; 0 when accepted, 1 on a
-// syntax error or stack overflow (and for a null ctx).
-ORVEL_API int expr_parse(orvel::ParserContext* ctx);
-// The next token from ctx->lexer; 0 (end of input) when ctx or its lexer is null.
-ORVEL_API int expr_lex(orvel::parser_type* yylval, orvel::ParserContext* ctx);
-// Reports msg through ctx->reportError; does nothing for a null ctx.
-ORVEL_API void expr_error(orvel::ParserContext* ctx, const char* msg);
-// Kept for callers that set it; the parser never reads it.
-ORVEL_API extern int expr_debug;
-// Set to 0 by every expr_parse and incremented by a syntax error.
-ORVEL_API extern int expr_nerrs;
-}
