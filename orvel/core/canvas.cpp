@@ -1,5 +1,7 @@
 #include "orvel/core/canvas.h"
 
+#include <cmath>
+
 #include "orvel/path/arc.h"
 
 namespace orvel {
@@ -8,6 +10,32 @@ namespace orvel {
 OvCanvasStateStorage::~OvCanvasStateStorage() {}
 template class OvCanvasStateStorageFixed<1>;
 OvCanvas::~OvCanvas() {}
+
+void OvCanvas::concat(const OvMatrix& m) {
+  onBeforeTransform(m);
+  fMatrix.setConcat(fMatrix, m);
+}
+
+void OvCanvas::translate(float dx, float dy) { concat(OvMatrix(1, 0, dx, 0, 1, dy, 0, 0, 1)); }
+
+void OvCanvas::scale(float sx, float sy) { concat(OvMatrix(sx, 0, 0, 0, sy, 0, 0, 0, 1)); }
+
+void OvCanvas::rotate(float degrees) {
+  constexpr float kRadiansPerDegree = 0.017453292f;
+  float s, c;
+  const float quarter = degrees / 90;
+  if (std::isfinite(degrees) && quarter == std::trunc(quarter) && std::fabs(quarter) < 1e6f) {
+    // Whole quarter turns: the sine and cosine of 90k degrees, exactly.
+    static constexpr float kSin[] = {0, 1, 0, -1};
+    const int k = int(std::fmod(quarter, 4.0f) + 4) % 4;
+    s = kSin[k];
+    c = kSin[(k + 1) % 4];
+  } else {
+    s = std::sin(degrees * kRadiansPerDegree);
+    c = std::cos(degrees * kRadiansPerDegree);
+  }
+  concat(OvMatrix(c, 0.0f - s, 0, s, c, 0, 0, 0, 1));  // 0 - s: no -0 for s = 0
+}
 
 void OvCanvas::drawArc(const OvRect& oval, float startAngle, float sweepAngle, bool useCenter, const OvPaint& paint) {
   if (sweepAngle != 0 && oval.left < oval.right && oval.top < oval.bottom) {

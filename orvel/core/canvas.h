@@ -7,11 +7,10 @@
 // Transform protocol: to concatenate a matrix m onto a canvas, first call
 // onBeforeTransform(m), then set matrix() to matrix() x m
 // (matrix().setConcat(matrix(), m)). The hook lets a canvas see every
-// transform before it applies.
+// transform before it applies. concat, translate, scale and rotate follow it.
 //
-// Every virtual here is abstract or defined in the class, so that no key
-// function pins the vtables inside the library: clients compiled with RTTI
-// emit these classes' type information themselves.
+// The library is built without RTTI, so a client that derives these classes
+// is built without RTTI too; their virtual tables live in the library.
 #pragma once
 
 #include <cstring>
@@ -140,6 +139,16 @@ class ORVEL_API OvCanvas {
   // oval is empty or inverted (left < right and top < bottom must hold
   // strictly). A NaN sweep is drawn.
   void drawArc(const OvRect& oval, float startAngle, float sweepAngle, bool useCenter, const OvPaint& paint);
+
+  // The transform helpers, each following the transform protocol: the hook
+  // sees the matrix, then matrix() becomes matrix() x m. A recording canvas
+  // records each as one transform record.
+  void concat(const OvMatrix& m);
+  void translate(float dx, float dy);
+  void scale(float sx, float sy);
+  // Degrees, about the origin, positive from +x towards +y. Multiples of 90
+  // give exact 0 and +-1 entries.
+  void rotate(float degrees);
 
   // The image description copied at construction.
   const OvImageInfo& info() const { return fInfo; }

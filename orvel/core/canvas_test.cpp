@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <functional>
 #include <limits>
 #include <sstream>
@@ -168,6 +169,46 @@ TEST(CanvasTest, SaveStackFaultsAreLoggedAndLeaveTheStateAlone) {
 
 // Each call made on a lone canvas, then through the 2-way canvas: A and then
 // B must see exactly what the lone canvas saw.
+TEST(CanvasTest, TransformHelpersFollowTheProtocol) {
+  // Each helper shows the hook its matrix, then concatenates it onto a canvas
+  // already translated by (10, 0): the point (1, 0) lands where both place it.
+  const struct {
+    const char* name;
+    std::function<void(OvCanvas&)> call;
+    OvMatrix hooked;
+    OvPoint mapped;
+  } rows[] = {
+      {"translate", [](OvCanvas& c) { c.translate(2, 3); }, OvMatrix(1, 0, 2, 0, 1, 3, 0, 0, 1), {13, 3}},
+      {"scale", [](OvCanvas& c) { c.scale(2, -1); }, OvMatrix(2, 0, 0, 0, -1, 0, 0, 0, 1), {12, 0}},
+      {"rotate 90", [](OvCanvas& c) { c.rotate(90); }, OvMatrix(0, -1, 0, 1, 0, 0, 0, 0, 1), {10, 1}},
+      {"rotate -270", [](OvCanvas& c) { c.rotate(-270); }, OvMatrix(0, -1, 0, 1, 0, 0, 0, 0, 1), {10, 1}},
+      {"rotate 180", [](OvCanvas& c) { c.rotate(180); }, OvMatrix(-1, 0, 0, 0, -1, 0, 0, 0, 1), {9, 0}},
+      {"rotate 0", [](OvCanvas& c) { c.rotate(0); }, OvMatrix(), {11, 0}},
+      {"concat", [](OvCanvas& c) { c.concat(Translate(5)); }, Translate(5), {16, 0}},
+  };
+  for (const auto& row : rows) {
+    struct Hooked : TestCanvas {
+      using TestCanvas::TestCanvas;
+      void onBeforeTransform(const OvMatrix& m) override { seen.push_back(m), seenWhile.push_back(matrix()); }
+      std::vector<OvMatrix> seen, seenWhile;
+    };
+    Log log;
+    Hooked canvas("A", &log);
+    canvas.matrix() = Translate(10);
+    row.call(canvas);
+    ASSERT_EQ(canvas.seen.size(), 1u) << row.name;
+    EXPECT_EQ(std::memcmp(&canvas.seen[0], &row.hooked, sizeof(OvMatrix)), 0) << row.name << ": bit for bit";
+    EXPECT_EQ(canvas.seenWhile[0].m[2], 10) << row.name << ": the hook runs before the concatenation";
+    const OvPoint p = canvas.matrix().mapXY(1, 0);
+    EXPECT_TRUE(p.x == row.mapped.x && p.y == row.mapped.y) << row.name << ": " << p.x << ", " << p.y;
+  }
+  Log log;
+  TestCanvas canvas("A", &log);
+  canvas.rotate(30);
+  EXPECT_NEAR(canvas.matrix().m[0], 0.8660254f, 1e-7f);
+  EXPECT_NEAR(canvas.matrix().m[3], 0.5f, 1e-7f);
+}
+
 TEST(TwoWayCanvasTest, ForwardsFirstThenSecond) {
   Log log, seen;
   TestCanvas a("A", &log), b("B", &log), lone("A", &seen);

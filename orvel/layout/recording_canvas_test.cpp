@@ -100,6 +100,15 @@ TEST(RecordingCanvasTest, RecordBytes) {
     EXPECT_EQ(Stream(r.layout.drawList()), c.expected) << c.name;
     EXPECT_TRUE(r.canvas.matrix().isIdentity()) << c.name << ": the canvas's own matrix is the caller's";
   }
+  // The transform helpers record what they concatenate, one record each.
+  {
+    Recorder r;
+    r.canvas.translate(10, 20);
+    r.canvas.scale(2, 3);
+    EXPECT_EQ(Stream(r.layout.drawList()), Bytes().u32({0x2888}).f32({1, 0, 10, 0, 1, 20, 0, 0, 1})
+                                               .u32({0x2888}).f32({2, 0, 0, 0, 3, 0, 0, 0, 1}).v);
+    EXPECT_EQ(std::memcmp(&r.canvas.matrix(), &m, sizeof m), 0) << "and concatenate it onto the canvas";
+  }
   // A path too large for the 24-bit size field, counted without wrapping, is not recorded.
   uint32_t tail = 0;
   EXPECT_TRUE(OvDrawPath::TailFor((kMaxOpSize - 32) / 8, 0, &tail));
