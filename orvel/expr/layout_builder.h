@@ -39,7 +39,7 @@ class ORVEL_API OvLayoutBuilder {
  public:
   // Binding kinds with a meaning of their own here.
   static constexpr uint16_t kFirstBindingKind = 6;
-  static constexpr uint16_t kBitmapTextBindingKind = 14;
+  static constexpr uint16_t kBitmapTextBindingKind = orvel::kBitmapTextBindingKind;
   // The header field's value when its record could not be allocated.
   static constexpr intptr_t kOutOfMemory = -12;
 

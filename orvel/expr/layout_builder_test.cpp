@@ -108,6 +108,43 @@ TEST(LayoutBuilder, BindingRecords) {
   }
 }
 
+TEST(LayoutBuilder, ReceiverListsPropertiesAndBindings) {
+  Authoring a;
+  a.builder.writeBinding({"a", 1, 3});
+  a.builder.writeBitmapTextBinding("b", {{1, 10}, {2, 20}});
+  a.builder.writeBinding({"b", 5, 6});
+  ASSERT_TRUE(a.builder.writeExpressionProperty(20, PropertyType::Float, "1 + 2", nullptr));
+  ASSERT_TRUE(a.builder.writeExpressionProperty(21, PropertyType::S32, "{3}", nullptr));
+  ASSERT_TRUE(a.builder.finish());
+  // A bitmap text binding whose entries run past its record is skipped.
+  auto* lying = reinterpret_cast<uint32_t*>(a.layout.bindingList().allocOp(kBitmapTextBinding, 16));
+  lying[1] = 2, lying[2] = kElementA;
+
+  std::vector<std::string> seen;
+  EXPECT_TRUE(a.layout.forEachExpressionProperty([&](const OvExpressionPropertyInfo& p) {
+    seen.push_back(std::to_string(p.offset) + ": " + std::to_string(p.propertyId) + " type " +
+                   std::to_string(p.resultType) + " root " + std::to_string(p.root));
+    return true;
+  }));
+  EXPECT_TRUE(a.layout.forEachBinding([&](const OvBindingInfo& b) {
+    std::string line = std::string(b.name, b.nameLength) + " " + std::to_string(b.id) + " kind " +
+                       std::to_string(b.kind) + " at " + std::to_string(b.element);
+    for (uint32_t i = 0; i < b.count; ++i) {
+      uint16_t first, second;
+      std::memcpy(&first, b.firsts + 2 * i, 2);
+      std::memcpy(&second, b.seconds + 2 * i, 2);
+      line += " (" + std::to_string(first) + ", " + std::to_string(second) + ")";
+    }
+    seen.push_back(line);
+    return true;
+  }));
+  EXPECT_EQ(seen, (std::vector<std::string>{"48: 20 type 9 root 24", "72: 21 type 7 root 64", "b 5 kind 6 at 48",
+                                            "a 1 kind 3 at 12", "b 0 kind 14 at 48 (1, 10) (2, 20)"}));
+  unsigned visits = 0;
+  a.layout.forEachBinding([&](const OvBindingInfo&) { return ++visits, false; });
+  EXPECT_EQ(visits, 1u) << "visit returning false stops the walk";
+}
+
 TEST(LayoutBuilder, ExpressionProperties) {
   const uint32_t s32 = uint32_t(PropertyType::S32) << 16;
   const struct {

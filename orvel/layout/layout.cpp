@@ -61,23 +61,39 @@ bool OvLayout::loadMap() {
   return true;
 }
 
-bool OvLayout::findEntry(const char* id, unsigned idLength, uint32_t* offset) const {
-  if (!id || !fIdEntries) return false;
+template <class Match>
+bool OvLayout::findIdEntry(Match&& match) const {
+  if (!fIdEntries) return false;
   uint32_t at = 0;
   for (uint32_t i = 0; i < fIdCount; ++i) {
     if (at > fIdBytes || fIdBytes - at < sizeof(OvIdMapEntry)) return false;
     const uint8_t* entry = fIdEntries + at;
     const uint32_t length = ReadU32(entry + offsetof(OvIdMapEntry, length));
     if (length > fIdBytes - at - sizeof(OvIdMapEntry)) return false;
-    const uint8_t* chars = entry + sizeof(OvIdMapEntry);
-    if (length == idLength && (length == 0 || std::memcmp(chars, id, length) == 0)) {
-      *offset = ReadU32(entry + offsetof(OvIdMapEntry, offset));
-      return true;
-    }
+    const char* chars = reinterpret_cast<const char*>(entry + sizeof(OvIdMapEntry));
+    if (match(chars, length, ReadU32(entry + offsetof(OvIdMapEntry, offset)))) return true;
     // Cannot wrap: at + 8 + length is within the table, whose size is below 2^24.
     at = (at + uint32_t(sizeof(OvIdMapEntry)) + length + 3) & ~3u;
   }
   return false;
+}
+
+bool OvLayout::findEntry(const char* id, unsigned idLength, uint32_t* offset) const {
+  if (!id) return false;
+  return findIdEntry([&](const char* chars, uint32_t length, uint32_t at) {
+    if (length != idLength || (length != 0 && std::memcmp(chars, id, length) != 0)) return false;
+    *offset = at;
+    return true;
+  });
+}
+
+bool OvLayout::findName(uint32_t offset, const char** name, uint32_t* length) const {
+  return findIdEntry([&](const char* chars, uint32_t n, uint32_t at) {
+    if (at != offset) return false;
+    *name = chars;
+    *length = n;
+    return true;
+  });
 }
 
 OvOp* OvLayout::locate(unsigned offset) const { return const_cast<OvOp*>(fDrawList.findOp(offset)); }

@@ -56,6 +56,30 @@ class OvOpVisitor {
   Entry fEntries[kOpTypeCount] = {};
 };
 
+// One expression property of a layout's resource list.
+struct OvExpressionPropertyInfo {
+  uint32_t offset;      // logical offset of the property record in the resource list
+  uint16_t propertyId;  // the id the value is published under
+  uint16_t resultType;  // the declared PropertyType of the result
+  uint32_t root;        // logical offset of the expression's root node
+};
+
+// One binding of a layout's binding list. name is the id that names the bound
+// element in the id table (not NUL-terminated; null when no id names it, or
+// before loadMap). A bitmap text binding (kind 14) has id 0 and its entries'
+// first and second values in two arrays of count u16 each, inside the record;
+// other bindings have count 0 and null arrays.
+struct OvBindingInfo {
+  const char* name;
+  uint32_t nameLength;
+  uint16_t id;
+  uint16_t kind;
+  uint32_t element;  // logical offset of the bound element in the draw list
+  uint32_t count;
+  const uint8_t* firsts;   // count little-endian u16, 2-aligned at least
+  const uint8_t* seconds;  // count little-endian u16
+};
+
 class ORVEL_API OvLayout {
  public:
   // Property ids that getPropertiesInUse can report: 0 to 39.
@@ -105,6 +129,19 @@ class ORVEL_API OvLayout {
   // A null ids gives 0.
   unsigned getPropertiesInUse(PropertyIds* ids) const;
 
+  // Calls visit(const OvExpressionPropertyInfo&) for each expression property
+  // of the resource list, in list order; visit returns false to stop.
+  // Records shorter than their type are skipped; a malformed header ends the
+  // walk (false is then returned).
+  template <class Visit>
+  bool forEachExpressionProperty(Visit&& visit) const;
+  // Calls visit(const OvBindingInfo&) for each binding and bitmap text binding
+  // of the binding list, in list order; visit returns false to stop. A bitmap
+  // text binding whose entries run past its record is skipped, as are records
+  // shorter than their type; a malformed header ends the walk (false).
+  template <class Visit>
+  bool forEachBinding(Visit&& visit) const;
+
   OvOpList& drawList() { return fDrawList; }
   const OvOpList& drawList() const { return fDrawList; }
   OvOpList& resourceList() { return fResourceList; }
@@ -119,6 +156,13 @@ class ORVEL_API OvLayout {
  private:
   // The matching entry's record offset; false on no match or a lying entry.
   bool findEntry(const char* id, unsigned idLength, uint32_t* offset) const;
+  // The id of the first entry naming the record at offset; false when none
+  // does (or a lying entry comes first).
+  bool findName(uint32_t offset, const char** name, uint32_t* length) const;
+  // Calls match(chars, length, offset) for each entry in table order until it
+  // returns true; false when none did or an entry runs past the table.
+  template <class Match>
+  bool findIdEntry(Match&& match) const;
   OvOp* locate(unsigned offset) const;
 
   OvOpList fDrawList;
@@ -128,6 +172,40 @@ class ORVEL_API OvLayout {
   uint32_t fIdCount;
   uint32_t fIdBytes;  // bytes of the table behind its header: the walk's bound
 };
+
+template <class Visit>
+bool OvLayout::forEachExpressionProperty(Visit&& visit) const {
+  return fResourceList.forEachOp([&](const OvOp* op, uint32_t offset) {
+    if (op->type() != kExpressionProperty || op->size() < sizeof(OvExpressionProperty)) return true;
+    const auto* r = reinterpret_cast<const OvExpressionProperty*>(op);
+    return bool(visit(OvExpressionPropertyInfo{offset, r->propertyId, r->resultType, r->root.offset}));
+  });
+}
+
+template <class Visit>
+bool OvLayout::forEachBinding(Visit&& visit) const {
+  return fBindingList.forEachOp([&](const OvOp* op, uint32_t) {
+    OvBindingInfo info{};
+    if (op->type() == kBinding && op->size() >= sizeof(OvBindingRecord)) {
+      const auto* r = reinterpret_cast<const OvBindingRecord*>(op);
+      info.id = r->id;
+      info.kind = r->kind;
+      info.element = r->element;
+    } else if (op->type() == kBitmapTextBinding && op->size() >= sizeof(OvBitmapTextBindingRecord)) {
+      const auto* r = reinterpret_cast<const OvBitmapTextBindingRecord*>(op);
+      if (r->count > (op->size() - sizeof *r) / 4) return true;
+      info.kind = kBitmapTextBindingKind;
+      info.element = r->element;
+      info.count = r->count;
+      info.firsts = reinterpret_cast<const uint8_t*>(r + 1);
+      info.seconds = info.firsts + 2 * size_t(r->count);
+    } else {
+      return true;
+    }
+    findName(info.element, &info.name, &info.nameLength);
+    return bool(visit(static_cast<const OvBindingInfo&>(info)));
+  });
+}
 
 template <class T>
 bool OvLayout::findElementById(const char* id, T** op) const {

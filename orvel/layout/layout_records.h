@@ -94,6 +94,9 @@ struct OvNumericLocaleConfig {
   void set(const OvNumberLocaleConfig& c) { std::memcpy(&config, &c, sizeof config); }
 };
 
+// The binding kind of a bitmap text binding record.
+constexpr uint16_t kBitmapTextBindingKind = 14;
+
 // Type 34, n entries, in the binding list.
 //   0 header | 4 u32 n | 8 u32 element reference
 //   | 12 n x u16 the entries' first values | 12 + 2n n x u16 their second values
