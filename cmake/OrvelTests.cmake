@@ -35,9 +35,14 @@ if(NOT ORVEL_STATIC)
   if(ORVEL_SANITIZE)
     set(_orvel_client_flags "-fsanitize=${ORVEL_SANITIZE} -fno-sanitize-recover=all")
   endif()
+  set(_orvel_toolchain "")
+  if(CMAKE_TOOLCHAIN_FILE)
+    # Given relative to the directory cmake ran in (the source tree, by the scripts).
+    get_filename_component(_orvel_toolchain "${CMAKE_TOOLCHAIN_FILE}" ABSOLUTE BASE_DIR ${PROJECT_SOURCE_DIR})
+  endif()
   add_test(NAME orvel.installed_package
     COMMAND ${CMAKE_COMMAND} -DSOURCE=${PROJECT_SOURCE_DIR} -DBUILD=${PROJECT_BINARY_DIR}
-            -DGENERATOR=${CMAKE_GENERATOR} -DCXX=${CMAKE_CXX_COMPILER} -DTOOLCHAIN=${CMAKE_TOOLCHAIN_FILE}
+            -DGENERATOR=${CMAKE_GENERATOR} -DCXX=${CMAKE_CXX_COMPILER} -DTOOLCHAIN=${_orvel_toolchain}
             "-DEMULATOR=${CMAKE_CROSSCOMPILING_EMULATOR}" "-DFLAGS=${_orvel_client_flags}"
             -P ${PROJECT_SOURCE_DIR}/cmake/CheckConsumer.cmake)
 endif()
