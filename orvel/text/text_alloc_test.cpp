@@ -1,0 +1,81 @@
+// Proves that walking text and placing it on a circle allocate nothing. This
+// file replaces the global operator new/delete for the whole text test binary
+// (counting only between start and stop), and the library's own C allocator
+// is routed to a failing one while counting, so neither kind of heap use can
+// pass unseen.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <new>
+
+#include "orvel/core/test_helpers_internal.h"
+#include "orvel/text/encoding.h"
+#include "orvel/text/text_on_path.h"
+#include "orvel/text/text_test_helpers_internal.h"
+
+namespace {
+bool gCounting = false;
+int gNews = 0;
+}  // namespace
+
+// The other forms of new and delete default to these two.
+void* operator new(size_t size) {
+  gNews += gCounting;
+  if (void* p = std::malloc(size ? size : 1)) return p;
+  throw std::bad_alloc();
+}
+void operator delete(void* p) noexcept { std::free(p); }
+void operator delete(void* p, size_t) noexcept { std::free(p); }
+
+namespace orvel {
+namespace {
+
+// A backend that answers without allocating (the shared fake records calls).
+class QuietBackend : public OvFontBackend {
+ public:
+  QuietBackend() { SetFontBackend(this); }
+  ~QuietBackend() override { SetFontBackend(nullptr); }
+  float measureText(const OvFont&, const void*, unsigned int byteLength, OvTextEncoding, OvRect*) override {
+    return float(byteLength);
+  }
+  int textToGlyphs(const OvFont&, const void*, unsigned int, OvTextEncoding, unsigned short*, int) override {
+    return 0;
+  }
+  unsigned short mapChar(const OvFont&, unsigned int character) override { return uint16_t(character); }
+};
+
+TEST(TextAllocationTest, IteratingAndPlacingAllocateNothing) {
+  QuietBackend backend;
+  const OvFont font;
+  const char text[] = "A\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\xFF";
+  uint16_t glyphs[16];
+  OvRSXform xforms[16];
+  OvTextOnPath::RSXFormStorage storage{16, 0, glyphs, xforms}, none{0, 0, nullptr, nullptr};
+  int logged = 0;
+  SetLogSink([](void* count, int, const char*, const char*) { ++*static_cast<int*>(count); }, &logged);
+  testing::FailingAllocator libraryAllocator(0);
+
+  gNews = 0;
+  gCounting = true;
+  int steps = 0;
+  for (uint32_t e = 0; e < kTextEncodingCount; ++e) {
+    TextIteratorState state{&font, reinterpret_cast<const unsigned char*>(text), 0, sizeof text - 1};
+    const TextIterator next = GetIteratorForEncoding(OvTextEncoding(e));
+    for (unsigned short g; next(&state, &g);) ++steps;
+  }
+  GetIteratorForEncoding(OvTextEncoding(9));  // fatal, logged
+  const float span = OvTextOnPath::PlaceOnCircle(text, sizeof text - 1, kUTF8, font, {0, 0, 50, 0, true}, &storage);
+  OvTextOnPath::PlaceOnCircle(text, sizeof text - 1, kUTF8, font, {0, 0, 50, 0, false}, &none);  // logged
+  gCounting = false;
+  SetLogSink(nullptr, nullptr);
+
+  EXPECT_EQ(gNews, 0);
+  EXPECT_EQ(libraryAllocator.allocations() + libraryAllocator.failures(), 0);
+  EXPECT_EQ(steps, 5 + 5 + 2 + 5);  // 11 bytes: 5 UTF-8 characters, 5 units of 16, 2 of 32
+  EXPECT_EQ(storage.count, 5);
+  EXPECT_LT(span, 0);
+  EXPECT_EQ(logged, 3);
+}
+
+}  // namespace
+}  // namespace orvel
