@@ -77,6 +77,8 @@ unsigned short OvFont::mapChar(unsigned int character) const {
   return gFontBackend->mapChar(*this, character);
 }
 
+OvFontBackend::~OvFontBackend() {}
+
 void SetFontBackend(OvFontBackend* backend) { gFontBackend = backend; }
 
 OvFontBackend* GetFontBackend() { return gFontBackend; }

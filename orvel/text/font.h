@@ -98,10 +98,11 @@ class ORVEL_API OvFont {
 // the installed backend with the font; the typeface bytes are to be read
 // within typeface->size only, since they may have come from the other device.
 // A backend may cache what it derives from a typeface; forgetTypeface tells it
-// that the bytes are about to go away.
+// that the bytes are about to go away. Built without RTTI like the library;
+// its virtual table lives in the library.
 class ORVEL_API OvFontBackend {
  public:
-  virtual ~OvFontBackend() {}
+  virtual ~OvFontBackend();
   // As OvFont::measureText; bounds may be null.
   virtual float measureText(const OvFont& font, const void* text, unsigned int byteLength, OvTextEncoding encoding,
                             OvRect* bounds) = 0;
