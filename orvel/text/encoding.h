@@ -11,7 +11,8 @@
 //     offset by 0x10000, and v is not checked to be a low surrogate.
 //   - A UTF-8 lead byte near the end of the text still advances the cursor by
 //     its full sequence length, past `length`; the next step returns false.
-//     The missing bytes are never read: they decode as zero.
+//     The missing bytes are never read: they decode as zero. The cursor stops
+//     at 0xFFFFFFFF rather than wrap round to the start of the text.
 #pragma once
 
 #include <cstdint>

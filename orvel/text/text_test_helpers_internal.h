@@ -1,10 +1,12 @@
-// Test-only font backend with made-up metrics, for the text suites: a
-// character c maps to glyph c + 1 (low 16 bits), glyph g is g units wide with
-// the box (0, -g, g, g / 2) around its origin. It counts and records what it
-// is asked.
+// Test-only helpers for the text suites: a font backend with made-up metrics
+// (character c maps to glyph c + 1, low 16 bits; glyph g is g units wide with
+// the box (0, -g, g, g / 2) around its origin) that counts and records what it
+// is asked, and a rectangle's edges as one comparable value.
 #pragma once
 
 #include <algorithm>
+#include <array>
+#include <string>
 #include <vector>
 
 #include "orvel/text/encoding.h"
@@ -12,6 +14,14 @@
 
 namespace orvel {
 namespace testing {
+
+using Edges = std::array<float, 4>;
+inline Edges EdgesOf(const OvRect& r) { return {r.left, r.top, r.right, r.bottom}; }
+
+// The two lines of a fatal error.
+inline std::vector<std::string> FatalLines(const char* reason) {
+  return {std::string("Orvel fatal error: \"") + reason + "\"\n", "ov_abort_handler(): Orvel unrecoverable error"};
+}
 
 class FakeFontBackend : public OvFontBackend {
  public:
