@@ -35,7 +35,8 @@ set(polymorphic
   OvBitmapStorage OvHeapBitmapStorage
   OvCanvasStateStorage "OvCanvasStateStorageFixed<1>" OvCanvas Ov2WayCanvas OvRecordingCanvas
   PathInterface OvPathProxy
-  OvPropertyClient)
+  OvPropertyClient
+  OvFontBackend)
 set(required "orvel::OvMatrix::isIdentity() const::I" "ov_abort_handler" "orvel::SetLogSink(" "expr_parse")
 foreach(class ${polymorphic})
   list(APPEND required "vtable for orvel::${class}\n")

@@ -89,6 +89,22 @@ class PointCounter : public PathInterface {
   int points = 0;
 };
 
+// A font engine that knows one glyph per character and 10 units per glyph.
+class MonospaceBackend : public OvFontBackend {
+ public:
+  float measureText(const OvFont&, const void*, unsigned length, OvTextEncoding, OvRect* bounds) override {
+    if (bounds) *bounds = {0, -10, 10.0f * length, 0};
+    return 10.0f * length;
+  }
+  int textToGlyphs(const OvFont&, const void* text, unsigned length, OvTextEncoding, unsigned short* glyphs,
+                   int maxGlyphs) override {
+    const uint8_t* bytes = static_cast<const uint8_t*>(text);
+    for (unsigned i = 0; glyphs && i < length && int(i) < maxGlyphs; ++i) glyphs[i] = bytes[i];
+    return int(length);
+  }
+  unsigned short mapChar(const OvFont&, unsigned int character) override { return uint16_t(character); }
+};
+
 class ArrayBuffer : public OvAlignedBuffer {
  public:
   ArrayBuffer() : OvAlignedBuffer(sizeof bytes) {}
@@ -158,6 +174,19 @@ void Paths() {
   delete proxy;
 }
 
+void Fonts() {
+  MonospaceBackend mine;
+  OvFontBackend* backend = &mine;
+  SetFontBackend(backend);
+  const OvTypeface typeface = OvTypeface::MakeNull();
+  const OvFont font(&typeface);
+  unsigned short glyphs[4];
+  Check(font.measureText("abc", 3, kUTF8, nullptr) == 30 && font.textToGlyphs("ab", 2, kUTF8, glyphs, 4) == 2 &&
+            glyphs[1] == 'b' && font.mapChar('x') == 'x',
+        "client font backend");
+  SetFontBackend(nullptr);
+}
+
 void Buffers() {
   ArrayBuffer mine;
   OvAlignedBufferAllocator allocator(&mine);
@@ -175,6 +204,7 @@ int main() {
   Renderers();
   Storages();
   Paths();
+  Fonts();
   Buffers();
   std::printf("client: %s\n", gFailures ? "failed" : "every polymorphic class works from the shared object");
   return gFailures ? 1 : 0;
