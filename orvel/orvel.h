@@ -30,6 +30,8 @@
 #include "orvel/layout/records.h"
 #include "orvel/path/arc.h"
 #include "orvel/path/path.h"
+#include "orvel/shader/gradient_shader.h"
+#include "orvel/shader/shader.h"
 #include "orvel/text/bitmap_typeface.h"
 #include "orvel/text/encoding.h"
 #include "orvel/text/font.h"
