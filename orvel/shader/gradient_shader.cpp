@@ -3,6 +3,8 @@
 #include <cmath>
 #include <cstring>
 
+#include "orvel/core/opts.h"
+
 namespace orvel {
 
 int OvShaderUtils::MapT(const float* positions, int count, float t, float* frac) {
@@ -28,29 +30,32 @@ constexpr int kBlock = 32;
 // Truncation of an interpolated channel. Between 0 and 255 this is the plain
 // float-to-integer conversion; outside (stops that are not ascending or not
 // finite) and for NaN, where that conversion is undefined, it saturates.
-inline int32_t ToChannel(float v) {
+inline uint16_t ToChannel(float v) {
   const float low = v > 0.0f ? v : 0.0f;  // NaN compares false: 0
-  return int32_t(low < 255.0f ? low : 255.0f);
+  return uint16_t(int32_t(low < 255.0f ? low : 255.0f));
 }
 
-// (w + (w >> 8)) >> 8 with w = v * a + 128 rounds v * a / 255 to the nearest
-// integer, so with a = 255 it gives v back exactly: opaque pixels need no
-// branch of their own.
-inline RGBA_8888 Premultiply(uint32_t r, uint32_t g, uint32_t b, uint32_t a) {
-  auto scale = [a](uint32_t v) {
-    const uint32_t w = v * a + 128;
-    return (w + (w >> 8)) >> 8;
-  };
-  return a << 24 | scale(b) << 16 | scale(g) << 8 | scale(r);
+// zero ? 0 : f, written with the bits so that the compiler sees data flow,
+// not a branch: behind a branch it would not compute the float arithmetic
+// around it (which may raise exceptions) for every vector lane.
+inline float ZeroWhere(bool zero, float f) {
+  uint32_t bits;
+  std::memcpy(&bits, &f, sizeof bits);
+  bits &= uint32_t(zero) - 1u;
+  std::memcpy(&f, &bits, sizeof bits);
+  return f;
 }
 
-// One pixel of colour: frac of the way from c0 to c1, each channel in float.
-RGBA_8888 Interpolate(RGBA_8888 c0, RGBA_8888 c1, float frac) {
-  const float rest = 1.0f - frac;
-  return Premultiply(ToChannel(frac * float(RedOf(c1)) + rest * float(RedOf(c0))),
-                     ToChannel(frac * float(GreenOf(c1)) + rest * float(GreenOf(c0))),
-                     ToChannel(frac * float(BlueOf(c1)) + rest * float(BlueOf(c0))),
-                     ToChannel(frac * float(AlphaOf(c1)) + rest * float(AlphaOf(c0))));
+// (w + (w >> 8)) >> 8 with w = v * a + 128: v * a / 255 rounded to the
+// nearest integer, with every step inside 16 bits. With a = 255 it gives v
+// back exactly, so opaque pixels need no branch of their own.
+inline uint32_t ScaleByAlpha(uint16_t v, uint16_t a) {
+  const uint16_t w = uint16_t(v * a + 128);
+  return uint16_t(w + (w >> 8)) >> 8;
+}
+
+inline RGBA_8888 Premultiply(uint16_t r, uint16_t g, uint16_t b, uint16_t a) {
+  return uint32_t(a) << 24 | ScaleByAlpha(b, a) << 16 | ScaleByAlpha(g, a) << 8 | ScaleByAlpha(r, a);
 }
 
 // A span's stop lookup. Only a stop above every earlier one (a "rising" stop)
@@ -88,102 +93,169 @@ struct StopLookup {
       last = Premultiply(RedOf(c), GreenOf(c), BlueOf(c), AlphaOf(c));
     }
   }
-
-  // The pixel for t, given its rising-stop count.
-  RGBA_8888 shade(int segment, float t) const {
-    if (segment == rising) return last;
-    const int i = index[segment];
-    float frac = (t - positions[i - 1]) / (positions[i] - positions[i - 1]);
-    if (frac < 0.0f) frac = 0.0f;
-    return Interpolate(colors[i - 1], colors[i], frac);
-  }
 };
 
-// Colours n pixels whose parameters all lie between stops i - 1 and i.
+// The channels of up to kBlock pixels, one array per channel.
+struct Channels {
+  uint16_t r[kBlock], g[kBlock], b[kBlock], a[kBlock];
+};
+
+// Interpolates n pixels between colours c0 and c1. kSaturate is false only
+// when every channel value is known to lie in [0, 256), so that the
+// conversion needs no saturation.
+template <bool kSaturate>
+void Interpolate(float base, float width, RGBA_8888 c0, RGBA_8888 c1, const float* t, int n, Channels* ch) {
+  const float r0 = RedOf(c0), g0 = GreenOf(c0), b0 = BlueOf(c0), a0 = AlphaOf(c0);
+  const float r1 = RedOf(c1), g1 = GreenOf(c1), b1 = BlueOf(c1), a1 = AlphaOf(c1);
+  auto convert = [](float v) { return kSaturate ? ToChannel(v) : uint16_t(int32_t(v)); };
+  for (int k = 0; k < n; ++k) {
+    float frac = (t[k] - base) / width;
+    frac = ZeroWhere(frac < 0.0f, frac);
+    const float rest = 1.0f - frac;
+    ch->r[k] = convert(frac * r1 + rest * r0);
+    ch->g[k] = convert(frac * g1 + rest * g0);
+    ch->b[k] = convert(frac * b1 + rest * b0);
+    ch->a[k] = convert(frac * a1 + rest * a0);
+  }
+}
+
+// Colours n pixels whose parameters all lie between stops i - 1 and i. Such a
+// t is below stop i, so with a finite stop i - 1 and a finite, positive width
+// frac ends in [0, 1] (or is NaN only for a NaN t, which lies past every
+// stop) and each channel in [0, 255]: the conversion needs no saturation.
+// The float work and the integer work are separate loops, so that a target
+// whose vector unit cannot do IEEE float arithmetic still vectorises the
+// second.
 void ShadeBetween(const StopLookup& stops, int i, const float* t, int n, RGBA_8888* out) {
   const float base = stops.positions[i - 1];
   const float width = stops.positions[i] - base;
   const RGBA_8888 c0 = stops.colors[i - 1], c1 = stops.colors[i];
-  const float r0 = RedOf(c0), g0 = GreenOf(c0), b0 = BlueOf(c0), a0 = AlphaOf(c0);
-  const float r1 = RedOf(c1), g1 = GreenOf(c1), b1 = BlueOf(c1), a1 = AlphaOf(c1);
-  // The float work and the integer work are separate loops: a target whose
-  // vector unit cannot do IEEE float arithmetic still vectorises the second.
-  int32_t r[kBlock], g[kBlock], b[kBlock], a[kBlock];
-  for (int k = 0; k < n; ++k) {
-    float frac = (t[k] - base) / width;
-    frac = frac < 0.0f ? 0.0f : frac;
-    const float rest = 1.0f - frac;
-    r[k] = ToChannel(frac * r1 + rest * r0);
-    g[k] = ToChannel(frac * g1 + rest * g0);
-    b[k] = ToChannel(frac * b1 + rest * b0);
-    a[k] = ToChannel(frac * a1 + rest * a0);
+  Channels ch;
+  if (std::isfinite(base) && std::isfinite(width) && width > 0.0f) {
+    Interpolate<false>(base, width, c0, c1, t, n, &ch);
+  } else {
+    Interpolate<true>(base, width, c0, c1, t, n, &ch);
   }
-  for (int k = 0; k < n; ++k) out[k] = Premultiply(r[k], g[k], b[k], a[k]);
+  for (int k = 0; k < n; ++k) out[k] = Premultiply(ch.r[k], ch.g[k], ch.b[k], ch.a[k]);
 }
 
-// Colours n pixels (n <= kBlock) from their parameters.
+// Colours n pixels (n <= kBlock) from their parameters. Most blocks lie
+// between the same two stops; the others are coloured run by run.
 void ShadeBlock(const StopLookup& stops, const float* t, int n, RGBA_8888* out) {
-  int32_t segment[kBlock] = {};
-  for (int j = 0; j < stops.rising; ++j) {
+  if (stops.rising == 0) {
+    for (int k = 0; k < n; ++k) out[k] = stops.last;
+    return;
+  }
+  int32_t segment[kBlock];
+  for (int k = 0; k < n; ++k) segment[k] = !(stops.position[0] > t[k]);
+  for (int j = 1; j < stops.rising; ++j) {
     const float p = stops.position[j];
     for (int k = 0; k < n; ++k) segment[k] += !(p > t[k]);
   }
-  bool same = true;
-  for (int k = 1; k < n; ++k) same &= segment[k] == segment[0];
-  if (!same) {
-    for (int k = 0; k < n; ++k) out[k] = stops.shade(segment[k], t[k]);
-  } else if (segment[0] == stops.rising) {
-    for (int k = 0; k < n; ++k) out[k] = stops.last;
-  } else {
-    ShadeBetween(stops, stops.index[segment[0]], t, n, out);
+  int32_t differ = 0;
+  for (int k = 1; k < n; ++k) differ |= segment[k] ^ segment[0];
+  for (int start = 0, end = n; start < n; start = end) {
+    const int32_t run = segment[start];
+    if (differ) {
+      for (end = start + 1; end < n && segment[end] == run; ++end) {
+      }
+    }
+    if (run == stops.rising) {
+      for (int k = start; k < end; ++k) out[k] = stops.last;
+    } else {
+      ShadeBetween(stops, stops.index[run], t + start, end - start, out + start);
+    }
   }
 }
 
-// Shades a span: maps each pixel through the matrix, takes its parameter with
-// param(px, py) and colours it. The products of y are the same for every
-// pixel, so they are taken once; the rest is mapXY's arithmetic, operation for
-// operation. An affine matrix (perspective row 0, 0, 1) makes w exactly 1 for
-// every finite pixel coordinate, and dividing by 1 changes nothing, so the
-// affine form skips the division.
-template <bool kAffine, typename Param>
-void ShadeMapped(const OvMatrix& matrix, const StopLookup& stops, const OvShaderBase::Span& span, RGBA_8888* out,
-                 const Param& param) {
+// Maps the n pixels from x0 on row y through the matrix. The products of y
+// are the same for every pixel, so they are taken once; the rest is mapXY's
+// arithmetic, operation for operation. An affine matrix (perspective row 0, 0,
+// 1) makes w exactly 1 for every finite pixel coordinate, and dividing by 1
+// changes nothing, so the affine loop skips the division.
+void MapBlock(const OvMatrix& matrix, uint32_t x0, float y, int n, float* px, float* py) {
   const float* m = matrix.m;
-  const float y = float(span.y);
   const float m1y = m[1] * y, m4y = m[4] * y, m7y = m[7] * y;
-  float t[kBlock];
-  for (int32_t done = 0; done < span.count; done += kBlock) {
-    const int n = span.count - done < kBlock ? int(span.count - done) : kBlock;
-    const uint32_t x0 = uint32_t(span.x) + uint32_t(done);
+  if (m[6] == 0.0f && m[7] == 0.0f && m[8] == 1.0f) {
     for (int k = 0; k < n; ++k) {
       const float x = float(int32_t(x0 + uint32_t(k)));
-      float px = m[0] * x + m1y + m[2];
-      float py = m[3] * x + m4y + m[5];
-      if (!kAffine) {
-        const float w = m[6] * x + m7y + m[8];
-        px = px / w;
-        py = py / w;
-      }
-      t[k] = param(px, py);
+      px[k] = m[0] * x + m1y + m[2];
+      py[k] = m[3] * x + m4y + m[5];
     }
-    ShadeBlock(stops, t, n, out + done);
+  } else {
+    for (int k = 0; k < n; ++k) {
+      const float x = float(int32_t(x0 + uint32_t(k)));
+      const float w = m[6] * x + m7y + m[8];
+      px[k] = (m[0] * x + m1y + m[2]) / w;
+      py[k] = (m[3] * x + m4y + m[5]) / w;
+    }
   }
 }
 
-bool IsAffine(const OvMatrix& matrix) { return matrix.m[6] == 0.0f && matrix.m[7] == 0.0f && matrix.m[8] == 1.0f; }
+// A shader kind's parameter stage: the gradient parameters t of n mapped
+// points, with the kind's constants (a centre and up to three more).
+struct Constants {
+  float cx, cy, k0, k1, k2;
+};
+using ParameterStage = void (*)(const Constants& c, const float* px, const float* py, int n, float* t);
 
-// Picks the affine or the general mapping, after the cases that shade nothing
-// or only zeros.
-template <typename Param>
+// Shades a span block by block: maps the pixels, takes their parameters and
+// colours them. No stops at all shade zeros.
 void ShadeSpan(const OvMatrix& matrix, const float* positions, const RGBA_8888* colors, int32_t count,
-               const OvShaderBase::Span& span, RGBA_8888* out, const Param& param) {
+               const OvShaderBase::Span& span, RGBA_8888* out, ParameterStage stage, const Constants& constants) {
   const StopLookup stops(positions, colors, count);
   if (stops.count == 0) {
-    std::memset(out, 0, size_t(span.count) * sizeof(RGBA_8888));
-  } else if (IsAffine(matrix)) {
-    ShadeMapped<true>(matrix, stops, span, out, param);
-  } else {
-    ShadeMapped<false>(matrix, stops, span, out, param);
+    OvOpts::memset32(out, 0, span.count);
+    return;
+  }
+  float px[kBlock], py[kBlock], t[kBlock];
+  for (int32_t done = 0; done < span.count;) {
+    const int n = span.count - done < kBlock ? int(span.count - done) : kBlock;
+    MapBlock(matrix, uint32_t(span.x) + uint32_t(done), float(span.y), n, px, py);
+    stage(constants, px, py, n, t);
+    ShadeBlock(stops, t, n, out + done);
+    done += n;  // at most span.count: no overflow
+  }
+}
+
+void LinearParameters(const Constants&, const float* px, const float* py, int n, float* t) {
+  for (int k = 0; k < n; ++k) {
+    const float v = px[k] + py[k] * 0.0f;
+    t[k] = v < 0.0f ? 0.0f : v;
+  }
+}
+
+// The square roots of the radial parameters have loops of their own: the C
+// library's error reporting for negative arguments keeps them scalar, and the
+// loops around them vectorise.
+
+// k0: the inverse radius.
+void CircularParameters(const Constants& c, const float* px, const float* py, int n, float* t) {
+  for (int k = 0; k < n; ++k) {
+    const float dx = px[k] - c.cx, dy = py[k] - c.cy;
+    t[k] = dx * dx + dy * dy;
+  }
+  for (int k = 0; k < n; ++k) t[k] = std::sqrt(t[k]);
+  for (int k = 0; k < n; ++k) {
+    const float v = t[k] * c.k0;
+    t[k] = v < 0.0f ? 0.0f : v;
+  }
+}
+
+// k0, k1: a = first centre - second centre; k2: |a|^2 - radius^2.
+void ConicParameters(const Constants& c, const float* px, const float* py, int n, float* t) {
+  float dd[kBlock], b[kBlock];
+  for (int k = 0; k < n; ++k) {
+    const float dx = px[k] - c.cx, dy = py[k] - c.cy;
+    dd[k] = dx * dx + dy * dy;
+    b[k] = -2.0f * (dx * c.k0 + dy * c.k1);
+    t[k] = b[k] * b[k] - 4.0f * dd[k] * c.k2;  // the discriminant
+  }
+  for (int k = 0; k < n; ++k) t[k] = std::sqrt(t[k]);
+  for (int k = 0; k < n; ++k) {
+    const float root = (t[k] - b[k]) / (2.0f * dd[k]);
+    const float v = 1.0f / std::fabs(root);
+    t[k] = ZeroWhere(dd[k] == 0.0f, v > 1.0f ? 1.0f : v);
   }
 }
 
@@ -192,7 +264,7 @@ void ShadeSpan(const OvMatrix& matrix, const float* positions, const RGBA_8888* 
 bool NothingToShade(const OvShaderInfo* info, const OvShaderBase::Span& span, RGBA_8888* out) {
   if (!out || span.count <= 0) return true;
   if (info) return false;
-  std::memset(out, 0, size_t(span.count) * sizeof(RGBA_8888));
+  OvOpts::memset32(out, 0, span.count);
   return true;
 }
 
@@ -203,10 +275,7 @@ OvShaderBase::~OvShaderBase() {}
 void OvLinearGradientShader::shadeSpan(const Span& span, RGBA_8888* out) const {
   if (NothingToShade(fInfo, span, out)) return;
   const OvLinearGradientInfo& info = fInfo->linear;
-  ShadeSpan(fMatrix, info.positions, info.colors, info.count, span, out, [](float px, float py) {
-    const float t = px + py * 0.0f;
-    return t < 0.0f ? 0.0f : t;
-  });
+  ShadeSpan(fMatrix, info.positions, info.colors, info.count, span, out, &LinearParameters, Constants{});
 }
 
 OvRadialGradientShader::OvRadialGradientShader(const OvMatrix& matrix, const OvShaderInfo* info)
@@ -244,28 +313,15 @@ void OvRadialGradientShader::shadeSpan(const Span& span, RGBA_8888* out) const {
 void OvRadialGradientShader::shadeSpanCircular(const Span& span, RGBA_8888* out) const {
   if (NothingToShade(fInfo, span, out)) return;
   const OvRadialGradientInfo& info = fInfo->radial;
-  const float cx = info.center0.x, cy = info.center0.y, inverseRadius = fInverseRadius;
-  ShadeSpan(fMatrix, info.positions, info.colors, info.count, span, out, [=](float px, float py) {
-    const float dx = px - cx, dy = py - cy;
-    const float t = std::sqrt(dx * dx + dy * dy) * inverseRadius;
-    return t < 0.0f ? 0.0f : t;
-  });
+  ShadeSpan(fMatrix, info.positions, info.colors, info.count, span, out, &CircularParameters,
+            Constants{info.center0.x, info.center0.y, fInverseRadius, 0, 0});
 }
 
 void OvRadialGradientShader::shadeSpanConic(const Span& span, RGBA_8888* out) const {
   if (NothingToShade(fInfo, span, out)) return;
   const OvRadialGradientInfo& info = fInfo->radial;
-  const float cx = info.center1.x, cy = info.center1.y, ax = fAx, ay = fAy, c = fC;
-  ShadeSpan(fMatrix, info.positions, info.colors, info.count, span, out, [=](float px, float py) {
-    const float dx = px - cx, dy = py - cy;
-    const float dd = dx * dx + dy * dy;
-    if (dd == 0.0f) return 0.0f;
-    const float b = -2.0f * (dx * ax + dy * ay);
-    const float disc = b * b - 4.0f * dd * c;
-    const float root = (std::sqrt(disc) - b) / (2.0f * dd);
-    const float t = 1.0f / std::fabs(root);
-    return t > 1.0f ? 1.0f : t;
-  });
+  ShadeSpan(fMatrix, info.positions, info.colors, info.count, span, out, &ConicParameters,
+            Constants{info.center1.x, info.center1.y, fAx, fAy, fC});
 }
 
 }  // namespace priv
