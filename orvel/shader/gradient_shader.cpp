@@ -78,6 +78,8 @@ struct StopLookup {
         colors(stopColors),
         count(stopCount < 0 ? 0 : stopCount > kOvMaxGradientStops ? kOvMaxGradientStops : stopCount),
         rising(0),
+        index(),
+        position(),
         last(0) {
     float highest = -INFINITY;
     for (int i = 1; i < count; ++i) {
@@ -139,32 +141,42 @@ void ShadeBetween(const StopLookup& stops, int i, const float* t, int n, RGBA_88
   for (int k = 0; k < n; ++k) out[k] = Premultiply(ch.r[k], ch.g[k], ch.b[k], ch.a[k]);
 }
 
-// Colours n pixels (n <= kBlock) from their parameters. Most blocks lie
-// between the same two stops; the others are coloured run by run.
-void ShadeBlock(const StopLookup& stops, const float* t, int n, RGBA_8888* out) {
-  if (stops.rising == 0) {
+// Colours a run of n pixels that all lie in the same segment.
+void ShadeRun(const StopLookup& stops, int segment, const float* t, int n, RGBA_8888* out) {
+  if (segment == stops.rising) {
     for (int k = 0; k < n; ++k) out[k] = stops.last;
+  } else {
+    ShadeBetween(stops, stops.index[segment], t, n, out);
+  }
+}
+
+// Colours n pixels (n <= kBlock) from their parameters. Segment m holds the
+// t with rising stop m - 1 <= t < rising stop m (m = 0 has no lower bound,
+// m = rising no upper one, and holds NaN). Most blocks lie in one segment,
+// which two comparisons a pixel confirm whatever the number of stops; the
+// others are coloured run by run.
+void ShadeBlock(const StopLookup& stops, const float* t, int n, RGBA_8888* out) {
+  int first = 0;
+  while (first < stops.rising && !(stops.position[first] > t[0])) ++first;
+  const float low = first > 0 ? stops.position[first - 1] : -INFINITY;
+  const bool unbounded = first == stops.rising;
+  const float high = unbounded ? 0.0f : stops.position[first];
+  int32_t outside = 0;
+  for (int k = 1; k < n; ++k) outside |= (low > t[k]) | !((high > t[k]) | unbounded);
+  if (!outside) {
+    ShadeRun(stops, first, t, n, out);
     return;
   }
   int32_t segment[kBlock];
-  for (int k = 0; k < n; ++k) segment[k] = !(stops.position[0] > t[k]);
-  for (int j = 1; j < stops.rising; ++j) {
+  for (int k = 0; k < n; ++k) segment[k] = 0;
+  for (int j = 0; j < stops.rising; ++j) {
     const float p = stops.position[j];
     for (int k = 0; k < n; ++k) segment[k] += !(p > t[k]);
   }
-  int32_t differ = 0;
-  for (int k = 1; k < n; ++k) differ |= segment[k] ^ segment[0];
-  for (int start = 0, end = n; start < n; start = end) {
-    const int32_t run = segment[start];
-    if (differ) {
-      for (end = start + 1; end < n && segment[end] == run; ++end) {
-      }
+  for (int start = 0, end; start < n; start = end) {
+    for (end = start + 1; end < n && segment[end] == segment[start]; ++end) {
     }
-    if (run == stops.rising) {
-      for (int k = start; k < end; ++k) out[k] = stops.last;
-    } else {
-      ShadeBetween(stops, stops.index[run], t + start, end - start, out + start);
-    }
+    ShadeRun(stops, segment[start], t + start, end - start, out + start);
   }
 }
 

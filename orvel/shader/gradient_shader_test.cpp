@@ -193,6 +193,8 @@ TEST(GradientShaderTest, LinearPixels) {
       {"on the last stop", LinearInfo({0.2f, 0.6f}, {red, green}), 6, green},
       {"before the first stop", LinearInfo({0.2f, 0.6f}, {red, green}), -30, red},
       {"after the last stop", LinearInfo({0.2f, 0.6f}, {red, green}), 40, green},
+      // A repeated stop makes a sharp edge: exactly on it, the colour after it.
+      {"on a sharp edge", LinearInfo({0, 0.5f, 0.5f, 1}, {red, green, kWhite, kBlack}), 5, kWhite},
       // (255 * 128 + 128 + ((255 * 128 + 128) >> 8)) >> 8 = 128.
       {"premultiplied", LinearInfo({0, 1}, {halfRed, kWhite}), 0, 0x80000080},
       {"one stop", LinearInfo({0.5f}, {halfRed}), 3, 0x80000080},
@@ -201,6 +203,7 @@ TEST(GradientShaderTest, LinearPixels) {
   for (const Case& c : cases) {
     EXPECT_EQ(Shade(Kind::kLinear, tenth, c.info, {c.x, 7, 1})[0], c.want) << c.name;
     ExpectMatchesReference(Kind::kLinear, tenth, c.info, {c.x - 40, 7, 100}, c.name);
+    ExpectMatchesReference(Kind::kLinear, tenth, c.info, {c.x - 31, 7, 32}, c.name);  // ends on the pixel
   }
 }
 
@@ -229,6 +232,7 @@ TEST(GradientShaderTest, DegenerateInputsStayDefined) {
   const OvMatrix m(0.01f, 0, 0, 0, 1, 0, 0, 0, 1);
   const OvShaderInfo descending = LinearInfo({0.9f, 0.1f, 0.6f, 0.3f, 1.0f}, {0x10203040, kWhite, 0x80808080, kBlack, 0});
   const OvShaderInfo nanStops = LinearInfo({0, kNaN, 0.5f, -kInf, kInf}, {kBlack, kWhite, 0x40FF00FF, kBlack, kWhite});
+  const OvShaderInfo subnormal = LinearInfo({0, 1e-39f, 1.2e-39f}, {kBlack, 0x80FF8040, kWhite});
   OvShaderInfo tooMany = LinearInfo({0, 0.5f, 1}, {kBlack, kWhite, kBlack});
   tooMany.linear.count = 1000;  // read as 16
   const struct Case {
@@ -239,6 +243,8 @@ TEST(GradientShaderTest, DegenerateInputsStayDefined) {
       {"stops out of order", m, &descending},
       {"non-finite stops", m, &nanStops},
       {"too many stops", m, &tooMany},
+      // Nothing may flush subnormal numbers to zero.
+      {"subnormal parameters", OvMatrix(1e-41f, 0, 0, 0, 1, 0, 0, 0, 1), &subnormal},
       {"NaN matrix", OvMatrix(kNaN, 0, 0, 0, 1, 0, 0, 0, 1), &descending},
       {"infinite y", OvMatrix(0.01f, 0, 0, 0, kInf, 0, 0, 0, 1), &descending},
       {"w crosses 0", OvMatrix(0.01f, 0, 0, 0, 1, 0, 0.02f, 0, 0), &descending},
@@ -303,6 +309,8 @@ TEST(GradientShaderTest, SpansMatchTheFormulasUnderAnyMatrix) {
     if (round % 4 == 3) {  // perspective
       m.m[6] = (unit(rng) - 0.5f) * 0.002f;
       m.m[7] = (unit(rng) - 0.5f) * 0.002f;
+    } else if (round % 4 == 2) {  // a perspective row that only scales
+      m.m[8] = 0.5f + unit(rng);
     }
     const int count = 1 + int(rng() % 16);
     const auto stops = randomStops(count, round % 8 != 7);

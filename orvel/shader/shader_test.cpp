@@ -172,7 +172,8 @@ TEST(ShaderTest, MovesAndTransforms) {
 
   OvShader c;
   c = std::move(b);
-  c = std::move(c);  // moving into itself keeps everything
+  OvShader& same = c;
+  c = std::move(same);  // moving into itself keeps everything
   EXPECT_EQ(c.getInfo(&seen), OvShader::kLinearGradient);
   EXPECT_EQ(seen, &info);
   EXPECT_EQ(b.getInfo(&seen), OvShader::kLinearGradient);
