@@ -1,12 +1,15 @@
 // Test-only allocation counting, for the tests that prove a path allocates
 // nothing. Including this header replaces the global operator new/delete for
 // the whole test binary and, outside AddressSanitizer builds (which own
-// malloc), wraps the C allocator too. Exactly one test file per binary may
-// include it; other tests of that binary that count declare the functions
-// below themselves. Only allocations between StartCountingAllocations() and
+// malloc), wraps the C allocator too; it also adds a test that the counter
+// sees an allocation. Exactly one test file per binary may include it; other
+// tests of that binary that count declare the functions below themselves.
+// Only allocations between StartCountingAllocations() and
 // StopCountingAllocations() are counted, so the rest of the binary is
 // undisturbed.
 #pragma once
+
+#include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <new>
@@ -47,3 +50,19 @@ void* operator new(size_t size) {
 }
 void operator delete(void* p) noexcept { std::free(p); }
 void operator delete(void* p, size_t) noexcept { std::free(p); }
+
+namespace orvel {
+namespace testing {
+namespace {
+
+TEST(AllocationCountingTest, TheCounterSeesAnAllocation) {
+  StartCountingAllocations();
+  int* p = new int(3);
+  const int counted = StopCountingAllocations();
+  delete p;
+  EXPECT_GE(counted, 1);
+}
+
+}  // namespace
+}  // namespace testing
+}  // namespace orvel

@@ -23,8 +23,9 @@
 //     every stop and take the last colour, -infinity is clamped to 0 like
 //     any negative t;
 //   - x + i wraps around at the 32-bit range instead of overflowing.
-// Shading reads the shader and its info only, allocates nothing, and may run
-// on several threads with one shader at once.
+// The span shaders give exactly these results, bit for bit, however they are
+// compiled or vectorised. Shading reads the shader and its info only,
+// allocates nothing, and may run on several threads with one shader at once.
 #pragma once
 
 #include <cstdint>
