@@ -122,12 +122,12 @@ BENCHMARK(BM_ShadePixman)->DenseRange(0, 3);
 using orvel_bench::Rate;
 using orvel_bench::RegisterRatio;
 const int kRatios[] = {
-    RegisterRatio("shade pixels/s, orvel / pixman, 2-stop linear", "BM_ShadeOrvel/0", "BM_ShadePixman/0",
-                  Rate::kItems, 1.0),
-    RegisterRatio("shade pixels/s, orvel / pixman, 8-stop linear", "BM_ShadeOrvel/1", "BM_ShadePixman/1",
-                  Rate::kItems, 1.0),
-    RegisterRatio("shade pixels/s, orvel / pixman, 4-stop radial", "BM_ShadeOrvel/2", "BM_ShadePixman/2",
-                  Rate::kItems, 1.0),
+    RegisterRatio("shade pixels/s, orvel / pixman, 2-stop linear", "BM_ShadeOrvel/0", "BM_ShadePixman/0", Rate::kItems,
+                  1.0),
+    RegisterRatio("shade pixels/s, orvel / pixman, 8-stop linear", "BM_ShadeOrvel/1", "BM_ShadePixman/1", Rate::kItems,
+                  1.0),
+    RegisterRatio("shade pixels/s, orvel / pixman, 4-stop radial", "BM_ShadeOrvel/2", "BM_ShadePixman/2", Rate::kItems,
+                  1.0),
     RegisterRatio("shade pixels/s, orvel / pixman, 4-stop two-centre", "BM_ShadeOrvel/3", "BM_ShadePixman/3",
                   Rate::kItems, 0.0),
 };

@@ -1,5 +1,6 @@
 #include "orvel/shader/gradient_shader.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
@@ -76,7 +77,7 @@ struct StopLookup {
   StopLookup(const float* stopPositions, const RGBA_8888* stopColors, int32_t stopCount)
       : positions(stopPositions),
         colors(stopColors),
-        count(stopCount < 0 ? 0 : stopCount > kOvMaxGradientStops ? kOvMaxGradientStops : stopCount),
+        count(std::min(std::max(stopCount, 0), kOvMaxGradientStops)),
         rising(0),
         index(),
         position(),

@@ -122,7 +122,8 @@ std::vector<RGBA_8888> Shade(Kind kind, const OvMatrix& m, const OvShaderInfo& i
     OvLinearGradientShader(m, &info).shadeSpan(span, out.data());
   } else {
     OvRadialGradientShader shader(m, &info);
-    EXPECT_EQ(shader.mode(), kind == Kind::kCircular ? OvRadialGradientShader::kCircular : OvRadialGradientShader::kConic);
+    EXPECT_EQ(shader.mode(),
+              kind == Kind::kCircular ? OvRadialGradientShader::kCircular : OvRadialGradientShader::kConic);
     shader.shadeSpan(span, out.data());
   }
   EXPECT_EQ(out.back(), 0xDEADBEEFu);
@@ -155,17 +156,12 @@ TEST(GradientShaderTest, MapT) {
     int index;
     float frac;
   } cases[] = {
-      {4, 0.0f, 1, -1.0f},     // before the first stop: negative frac
-      {4, 0.25f, 1, 0.0f},     // on the first stop
-      {4, 0.375f, 1, 0.5f},    // between
-      {4, 0.5f, 3, 0.0f},      // on a repeated stop: past both
-      {4, 0.75f, 3, 0.5f},
-      {4, 1.0f, 3, 1.0f},      // on the last stop: none above it
-      {4, 7.0f, 3, 1.0f},
-      {4, kNaN, 3, 1.0f},
-      {4, -kInf, 1, -kInf},
-      {1, 0.0f, 0, 1.0f},
-      {0, 0.5f, -1, 1.0f},
+      {4, 0.0f, 1, -1.0f},                       // before the first stop: negative frac
+      {4, 0.25f, 1, 0.0f},                       // on the first stop
+      {4, 0.375f, 1, 0.5f},                      // between
+      {4, 0.5f, 3, 0.0f},                        // on a repeated stop: past both
+      {4, 0.75f, 3, 0.5f},  {4, 1.0f, 3, 1.0f},  // on the last stop: none above it
+      {4, 7.0f, 3, 1.0f},   {4, kNaN, 3, 1.0f}, {4, -kInf, 1, -kInf}, {1, 0.0f, 0, 1.0f}, {0, 0.5f, -1, 1.0f},
   };
   for (const Case& c : cases) {
     float frac = 99.0f;
@@ -230,7 +226,8 @@ TEST(GradientShaderTest, RadialModes) {
 
 TEST(GradientShaderTest, DegenerateInputsStayDefined) {
   const OvMatrix m(0.01f, 0, 0, 0, 1, 0, 0, 0, 1);
-  const OvShaderInfo descending = LinearInfo({0.9f, 0.1f, 0.6f, 0.3f, 1.0f}, {0x10203040, kWhite, 0x80808080, kBlack, 0});
+  const OvShaderInfo descending =
+      LinearInfo({0.9f, 0.1f, 0.6f, 0.3f, 1.0f}, {0x10203040, kWhite, 0x80808080, kBlack, 0});
   const OvShaderInfo nanStops = LinearInfo({0, kNaN, 0.5f, -kInf, kInf}, {kBlack, kWhite, 0x40FF00FF, kBlack, kWhite});
   const OvShaderInfo subnormal = LinearInfo({0, 1e-39f, 1.2e-39f}, {kBlack, 0x80FF8040, kWhite});
   OvShaderInfo tooMany = LinearInfo({0, 0.5f, 1}, {kBlack, kWhite, kBlack});
@@ -315,12 +312,15 @@ TEST(GradientShaderTest, SpansMatchTheFormulasUnderAnyMatrix) {
     const int count = 1 + int(rng() % 16);
     const auto stops = randomStops(count, round % 8 != 7);
     const Kind kind = Kind(round % 3);
-    OvShaderInfo info = kind == Kind::kLinear ? LinearInfo(stops.first, stops.second)
-                                               : RadialInfo({0.1f, 0.2f}, {0.1f, 0.2f}, 0.3f + unit(rng),
-                                                            stops.first, stops.second);
+    OvShaderInfo info = kind == Kind::kLinear
+                            ? LinearInfo(stops.first, stops.second)
+                            : RadialInfo({0.1f, 0.2f}, {0.1f, 0.2f}, 0.3f + unit(rng), stops.first, stops.second);
     if (kind == Kind::kConic) info.radial.center1 = {unit(rng) * 0.4f, unit(rng) * 0.4f};
     const OvShaderBase::Span span = {int32_t(rng() % 400) - 200, int32_t(rng() % 400) - 200, 1 + int32_t(rng() % 300)};
-    ExpectMatchesReference(kind, m, info, span, kind == Kind::kLinear ? "linear" : kind == Kind::kConic ? "conic" : "circular");
+    ExpectMatchesReference(kind, m, info, span,
+                           kind == Kind::kLinear  ? "linear"
+                           : kind == Kind::kConic ? "conic"
+                                                  : "circular");
   }
 }
 

@@ -31,8 +31,7 @@ OvShaderInfo* TargetInfo(OvShaderStorageBase* storage, const void* positions, co
   return static_cast<OvShaderInfo*>(storage->memory());
 }
 
-void CopyStops(float* positionsOut, RGBA_8888* colorsOut, const float* positions, const RGBA_8888* colors,
-               int count) {
+void CopyStops(float* positionsOut, RGBA_8888* colorsOut, const float* positions, const RGBA_8888* colors, int count) {
   std::memcpy(positionsOut, positions, size_t(count) * sizeof(float));
   std::memcpy(colorsOut, colors, size_t(count) * sizeof(RGBA_8888));
 }
@@ -108,7 +107,8 @@ void OvShader::setTransform(const OvMatrix& m) {
     fInfo->matrix = m;
   } else if (fType == kLinearGradient) {
     const OvLinearGradientInfo& linear = fInfo->linear;
-    fInfo->matrix = GradientVectorTransform(m.mapXY(linear.start.x, linear.start.y), m.mapXY(linear.end.x, linear.end.y));
+    fInfo->matrix =
+        GradientVectorTransform(m.mapXY(linear.start.x, linear.start.y), m.mapXY(linear.end.x, linear.end.y));
   }
 }
 
