@@ -23,9 +23,9 @@ int OvShaderUtils::MapT(const float* positions, int count, float t, float* frac)
 namespace priv {
 namespace {
 
-// Pixels shaded together: their parameters are computed in one loop, and when
-// they all fall between the same two stops they are coloured in another, both
-// loops simple enough for the compiler to vectorise.
+// Pixels shaded together: each stage (mapping, parameters, interpolation,
+// premultiplication) is a simple loop over a block, which the compiler can
+// vectorise.
 constexpr int kBlock = 32;
 
 // Truncation of an interpolated channel. Between 0 and 255 this is the plain
@@ -59,20 +59,20 @@ inline RGBA_8888 Premultiply(uint16_t r, uint16_t g, uint16_t b, uint16_t a) {
   return uint32_t(a) << 24 | ScaleByAlpha(b, a) << 16 | ScaleByAlpha(g, a) << 8 | ScaleByAlpha(r, a);
 }
 
-// A span's stop lookup. Only a stop above every earlier one (a "rising" stop)
-// can be the first stop past some t, and the rising stops ascend, so the
-// first stop past t is the rising stop whose number is the count of rising
-// stops not above t; that count equals the rising-stop total when none is
-// above t (also for NaN t). NaN positions never rise. This finds exactly what
+// A span's stops, prepared for lookup. Only a stop above every earlier one
+// (a "rising" stop) can be the first stop above some t, and the rising stops
+// ascend, so the first stop above t is the first rising stop above t (none
+// for NaN t; NaN positions never rise). Each t thus lies in one segment
+// between neighbouring rising stops (below), and this finds exactly what
 // MapT's search finds, for any positions.
 struct StopLookup {
   const float* positions;
   const RGBA_8888* colors;
   int count;
-  int rising;
-  int index[kOvMaxGradientStops];
-  float position[kOvMaxGradientStops];
-  RGBA_8888 last;  // past every stop: the last colour, premultiplied
+  int rising;                           // the number of rising stops
+  int index[kOvMaxGradientStops];       // their indices, from 1
+  float position[kOvMaxGradientStops];  // their positions, ascending
+  RGBA_8888 last;                       // past every stop: the last colour, premultiplied
 
   StopLookup(const float* stopPositions, const RGBA_8888* stopColors, int32_t stopCount)
       : positions(stopPositions),
@@ -142,7 +142,28 @@ void ShadeBetween(const StopLookup& stops, int i, const float* t, int n, RGBA_88
   for (int k = 0; k < n; ++k) out[k] = Premultiply(ch.r[k], ch.g[k], ch.b[k], ch.a[k]);
 }
 
-// Colours a run of n pixels that all lie in the same segment.
+// A stretch of t between two neighbouring rising stops: segment m holds the
+// t with rising stop m - 1 <= t < rising stop m, where m = 0 has no lower
+// bound and m = rising no upper one (and holds NaN).
+struct Segment {
+  int number;
+  float low, high;
+  bool unbounded;
+
+  Segment(const StopLookup& stops, float t) : number(0) {
+    while (number < stops.rising && !(stops.position[number] > t)) ++number;
+    low = number > 0 ? stops.position[number - 1] : -INFINITY;
+    unbounded = number == stops.rising;
+    high = unbounded ? 0.0f : stops.position[number];
+  }
+  // Written without short cuts, so that a loop over it needs no branches.
+  bool holds(float t) const {
+    const bool fromLow = !(low > t), belowHigh = (high > t) | unbounded;
+    return fromLow & belowHigh;
+  }
+};
+
+// Colours a run of n pixels that all lie in one segment.
 void ShadeRun(const StopLookup& stops, int segment, const float* t, int n, RGBA_8888* out) {
   if (segment == stops.rising) {
     for (int k = 0; k < n; ++k) out[k] = stops.last;
@@ -151,33 +172,22 @@ void ShadeRun(const StopLookup& stops, int segment, const float* t, int n, RGBA_
   }
 }
 
-// Colours n pixels (n <= kBlock) from their parameters. Segment m holds the
-// t with rising stop m - 1 <= t < rising stop m (m = 0 has no lower bound,
-// m = rising no upper one, and holds NaN). Most blocks lie in one segment,
-// which two comparisons a pixel confirm whatever the number of stops; the
-// others are coloured run by run.
+// Colours n pixels (n <= kBlock) from their parameters, run by run of pixels
+// in one segment. Most blocks are one run, which two comparisons a pixel
+// confirm whatever the number of stops.
 void ShadeBlock(const StopLookup& stops, const float* t, int n, RGBA_8888* out) {
-  int first = 0;
-  while (first < stops.rising && !(stops.position[first] > t[0])) ++first;
-  const float low = first > 0 ? stops.position[first - 1] : -INFINITY;
-  const bool unbounded = first == stops.rising;
-  const float high = unbounded ? 0.0f : stops.position[first];
+  const Segment first(stops, t[0]);
   int32_t outside = 0;
-  for (int k = 1; k < n; ++k) outside |= (low > t[k]) | !((high > t[k]) | unbounded);
+  for (int k = 1; k < n; ++k) outside |= !first.holds(t[k]);
   if (!outside) {
-    ShadeRun(stops, first, t, n, out);
+    ShadeRun(stops, first.number, t, n, out);
     return;
   }
-  int32_t segment[kBlock];
-  for (int k = 0; k < n; ++k) segment[k] = 0;
-  for (int j = 0; j < stops.rising; ++j) {
-    const float p = stops.position[j];
-    for (int k = 0; k < n; ++k) segment[k] += !(p > t[k]);
-  }
   for (int start = 0, end; start < n; start = end) {
-    for (end = start + 1; end < n && segment[end] == segment[start]; ++end) {
+    const Segment segment(stops, t[start]);
+    for (end = start + 1; end < n && segment.holds(t[end]); ++end) {
     }
-    ShadeRun(stops, segment[start], t + start, end - start, out + start);
+    ShadeRun(stops, segment.number, t + start, end - start, out + start);
   }
 }
 

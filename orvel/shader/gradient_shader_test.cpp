@@ -212,6 +212,9 @@ TEST(GradientShaderTest, RadialModes) {
   }
   const OvShaderInfo circle = RadialInfo({0, 0}, {0, 0}, 10, {0, 1}, {kBlack, kWhite});
   EXPECT_EQ(Shade(Kind::kCircular, OvMatrix(), circle, {-5, 0, 1})[0], 0xFF7F7F7F);
+  // t dips below a stop at one pixel only: (0.1, 0, 0.1).
+  const OvShaderInfo dip = RadialInfo({1, 0}, {1, 0}, 10, {0, 0.05f, 1}, {red, kBlack, blue});
+  EXPECT_EQ(Shade(Kind::kCircular, OvMatrix(), dip, {0, 0, 3})[1], red);
 
   // Conic: exactly at the second centre t is 0, the first colour. Outside the
   // circle t is held at 1, which a stop beyond 1 shows.
