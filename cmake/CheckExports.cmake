@@ -36,7 +36,8 @@ set(polymorphic
   OvCanvasStateStorage "OvCanvasStateStorageFixed<1>" OvCanvas Ov2WayCanvas OvRecordingCanvas
   PathInterface OvPathProxy
   OvPropertyClient
-  OvFontBackend)
+  OvFontBackend
+  OvShaderStorageBase priv::OvShaderBase priv::OvLinearGradientShader priv::OvRadialGradientShader)
 set(required "orvel::OvMatrix::isIdentity() const::I" "ov_abort_handler" "orvel::SetLogSink(" "expr_parse")
 foreach(class ${polymorphic})
   list(APPEND required "vtable for orvel::${class}\n")

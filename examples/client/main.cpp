@@ -105,6 +105,22 @@ class MonospaceBackend : public OvFontBackend {
   unsigned short mapChar(const OvFont&, unsigned int character) override { return uint16_t(character); }
 };
 
+// The client's own span shader: one flat colour.
+class FlatShader : public priv::OvShaderBase {
+ public:
+  FlatShader() : OvShaderBase(OvMatrix(), nullptr) {}
+  void shadeSpan(const Span& span, RGBA_8888* out) const override {
+    for (int i = 0; i < span.count; ++i) out[i] = 0xFF0000FF;
+  }
+};
+
+// Shader memory the client keeps on the stack.
+class StackShaderStorage : public OvShaderStorageBase {
+ public:
+  StackShaderStorage() : OvShaderStorageBase(&info) {}
+  OvShaderInfo info;
+};
+
 class ArrayBuffer : public OvAlignedBuffer {
  public:
   ArrayBuffer() : OvAlignedBuffer(sizeof bytes) {}
@@ -187,6 +203,26 @@ void Fonts() {
   SetFontBackend(nullptr);
 }
 
+void Shaders() {
+  StackShaderStorage storage;
+  const OvPoint ends[2] = {{0, 0}, {4, 0}};
+  const float positions[2] = {0, 1};
+  const RGBA_8888 colors[2] = {0xFF000000, 0xFFFFFFFF};
+  OvShader linear = OvShader::MakeLinearGradient(&storage, ends, positions, colors, 2, nullptr);
+  const OvShaderInfo* info = nullptr;
+  Check(linear.getInfo(&info) == OvShader::kLinearGradient && info == &storage.info, "client shader storage");
+
+  OvMatrix toGradient(0.25f, 0, 0, 0, 0.25f, 0, 0, 0, 1);
+  RGBA_8888 pixels[4];
+  const priv::OvShaderBase* shaders[] = {new priv::OvLinearGradientShader(toGradient, info),
+                                         new priv::OvRadialGradientShader(toGradient, info), new FlatShader()};
+  shaders[0]->shadeSpan({0, 0, 4}, pixels);
+  Check(pixels[0] == 0xFF000000 && pixels[2] == 0xFF7F7F7F, "OvLinearGradientShader through OvShaderBase");
+  shaders[2]->shadeSpan({0, 0, 4}, pixels);
+  Check(pixels[3] == 0xFF0000FF, "client span shader");
+  for (const priv::OvShaderBase* shader : shaders) delete shader;
+}
+
 void Buffers() {
   ArrayBuffer mine;
   OvAlignedBufferAllocator allocator(&mine);
@@ -205,6 +241,7 @@ int main() {
   Storages();
   Paths();
   Fonts();
+  Shaders();
   Buffers();
   std::printf("client: %s\n", gFailures ? "failed" : "every polymorphic class works from the shared object");
   return gFailures ? 1 : 0;
