@@ -36,7 +36,9 @@ set(polymorphic
   OvCanvasStateStorage "OvCanvasStateStorageFixed<1>" OvCanvas Ov2WayCanvas OvRecordingCanvas
   PathInterface OvPathProxy
   OvPropertyClient
-  OvFontBackend)
+  OvFontBackend
+  "GlyphCacheInterface<orvel::FontCacheKey<unsigned int> >"
+  "FIFOCache<orvel::FontCacheKey<unsigned int>, 128u, 21000u>" GlyphCache GlyphFetcher)
 set(required "orvel::OvMatrix::isIdentity() const::I" "ov_abort_handler" "orvel::SetLogSink(" "expr_parse")
 foreach(class ${polymorphic})
   list(APPEND required "vtable for orvel::${class}\n")
