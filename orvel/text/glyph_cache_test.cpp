@@ -53,7 +53,7 @@ struct Step {
   Op op;
   unsigned glyph = 0, size = 0;  // kFill puts n glyphs from glyph on
   long result = 0;
-  long start = 0, free = 0, count = -1, n = 0;
+  int64_t start = 0, free = 0, count = -1, n = 0;
 };
 // clang-format off
 const Step kScript[] = {
