@@ -37,7 +37,9 @@ set(polymorphic
   PathInterface OvPathProxy
   OvPropertyClient
   OvFontBackend
-  OvShaderStorageBase priv::OvShaderBase priv::OvLinearGradientShader priv::OvRadialGradientShader)
+  OvShaderStorageBase priv::OvShaderBase priv::OvLinearGradientShader priv::OvRadialGradientShader
+  "GlyphCacheInterface<orvel::FontCacheKey<unsigned int> >"
+  "FIFOCache<orvel::FontCacheKey<unsigned int>, 128u, 21000u>" GlyphCache GlyphFetcher)
 set(required "orvel::OvMatrix::isIdentity() const::I" "ov_abort_handler" "orvel::SetLogSink(" "expr_parse")
 foreach(class ${polymorphic})
   list(APPEND required "vtable for orvel::${class}\n")

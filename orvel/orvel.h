@@ -35,6 +35,7 @@
 #include "orvel/text/bitmap_typeface.h"
 #include "orvel/text/encoding.h"
 #include "orvel/text/font.h"
+#include "orvel/text/glyph_cache.h"
 #include "orvel/text/text_blob.h"
 #include "orvel/text/text_on_path.h"
 #include "orvel/text/typeface_storage.h"

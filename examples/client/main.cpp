@@ -121,6 +121,23 @@ class StackShaderStorage : public OvShaderStorageBase {
   OvShaderInfo info;
 };
 
+// The font implementation's glyph producer: loads a glyph into the cache with
+// its GlyphInfo (the glyph id in the first word) at the entry's aligned start.
+class CacheFiller : public GlyphFetcher {
+ public:
+  bool loadGlyphAsBitmap(const OvFont&, const OvPaint&, unsigned short glyph, OvBitmap* out,
+                         const FontCacheKey<unsigned int>& key) override {
+    GlyphCacheInterface<FontCacheKey<unsigned int>>* cache = GlyphCacheProvider::get();
+    const GlyphInfo info{{glyph, 0, 0, 0}};
+    const GlyphCacheInterface<FontCacheKey<unsigned int>>::Entry entry = cache->put(key, sizeof info + 3);
+    if (!entry.data) return false;
+    const uintptr_t at = (reinterpret_cast<uintptr_t>(entry.data) + 3) & ~uintptr_t(3);
+    std::memcpy(reinterpret_cast<void*>(at), &info, sizeof info);
+    *out = OvBitmap{};
+    return true;
+  }
+};
+
 class ArrayBuffer : public OvAlignedBuffer {
  public:
   ArrayBuffer() : OvAlignedBuffer(sizeof bytes) {}
@@ -223,6 +240,31 @@ void Shaders() {
   for (const priv::OvShaderBase* shader : shaders) delete shader;
 }
 
+void Glyphs() {
+  CacheFiller mine;
+  GlyphFetcher* fetcher = &mine;
+  GlyphFetcher::SetCanvasGlyphFetcher(fetcher);
+  const OvFont font;
+  const OvPaint paint;
+  OvBitmap bitmap{};
+  GlyphInfo info{};
+  Check(fetcher->loadGlyphAsBitmap(font, paint, 7, &bitmap, FontCacheKey<unsigned int>::Make(font, paint, 7, false)) &&
+            GlyphFetcher::getGlyphInfo(font, paint, 7, false, &info) && info.words[0] == 7 &&
+            GlyphFetcher::getGlyphInfo(font, paint, 8, true, &info) && info.words[0] == 8,
+        "client glyph fetcher");
+  GlyphFetcher::SetCanvasGlyphFetcher(nullptr);
+
+  GlyphFetcher* base = new GlyphFetcher();
+  Check(!base->getGlyphAsBitmap(font, paint, 7, &bitmap), "GlyphFetcher");
+  delete base;
+  GlyphCache* cache = new GlyphCache();
+  GlyphCacheInterface<FontCacheKey<unsigned int>>* fifo = cache;
+  fifo->put(FontCacheKey<unsigned int>{1, 2, 3, 4}, 10);
+  fifo->markAllUnused();
+  Check(cache->count() == 1 && !fifo->putWillEvictInUse({5, 2, 3, 4}, 21000), "GlyphCache through its interface");
+  delete cache;
+}
+
 void Buffers() {
   ArrayBuffer mine;
   OvAlignedBufferAllocator allocator(&mine);
@@ -242,6 +284,7 @@ int main() {
   Paths();
   Fonts();
   Shaders();
+  Glyphs();
   Buffers();
   std::printf("client: %s\n", gFailures ? "failed" : "every polymorphic class works from the shared object");
   return gFailures ? 1 : 0;

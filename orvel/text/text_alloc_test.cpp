@@ -1,4 +1,5 @@
-// Proves that walking text and placing it on a circle allocate nothing. This
+// Proves that walking text, placing it on a circle and using the glyph cache
+// allocate nothing. This
 // file replaces the global operator new/delete for the whole text test binary
 // (counting only between start and stop), and the library's own C allocator
 // is routed to a failing one while counting, so neither kind of heap use can
@@ -10,6 +11,7 @@
 
 #include "orvel/core/test_helpers_internal.h"
 #include "orvel/text/encoding.h"
+#include "orvel/text/glyph_cache.h"
 #include "orvel/text/text_on_path.h"
 
 namespace {
@@ -61,6 +63,48 @@ TEST(TextAllocationTest, IteratingAndPlacingAllocateNothing) {
   // Two lines per fatal stub: 12 maps walking, the bad encoding, 5 maps and 5
   // measures placing, 1 map and 1 measure before the exhaustion line.
   EXPECT_EQ(logged, 2 * 12 + 2 + 2 * 10 + 2 * 2 + 1);
+}
+
+// Loads a glyph by putting an entry that holds a GlyphInfo wherever it starts.
+class PuttingFetcher : public GlyphFetcher {
+ public:
+  bool loadGlyphAsBitmap(const OvFont&, const OvPaint&, unsigned short, OvBitmap*,
+                         const FontCacheKey<unsigned int>& key) override {
+    return GlyphCacheProvider::get()->put(key, sizeof(GlyphInfo) + 3).data != nullptr;
+  }
+};
+
+TEST(TextAllocationTest, GlyphCachePutsLookupsAndGlyphInfoAllocateNothing) {
+  const OvFont font;
+  PuttingFetcher fetcher;
+  GlyphFetcher::SetCanvasGlyphFetcher(&fetcher);
+  GlyphCache* cache = GlyphCacheProvider::get();
+  testing::FailingAllocator libraryAllocator(0);
+  int done = 0;
+  GlyphCache::Entry entry;
+  GlyphInfo info;
+
+  gNews = 0;
+  gCounting = true;
+  for (unsigned g = 0; g < 300; ++g) {  // round the ring and the buffer
+    cache->putWillEvictInUse({g, 1, 1, 0}, uint16_t(g));
+    done += cache->put({g, 1, 1, 0}, uint16_t(g)).size == g && cache->lookup({g, 1, 1, 0}, &entry) &&
+            !cache->lookup({g + 1, 1, 1, 0}, &entry);
+    if (g % 64 == 0) cache->markAllUnused();
+  }
+  for (unsigned short g = 0; g < 20; ++g) {  // a load, a hit, the other variant's hit, a miss without a load
+    done += GlyphFetcher::getGlyphInfo(font, OvPaint(), g, true, &info) &&
+            GlyphFetcher::getGlyphInfo(font, OvPaint(), g, true, &info) &&
+            GlyphFetcher::getGlyphInfo(font, OvPaint(), g, false, &info) &&
+            !GlyphFetcher::getGlyphInfo(font, OvPaint(), g + 100, false, &info);
+  }
+  gCounting = false;
+  GlyphFetcher::SetCanvasGlyphFetcher(nullptr);
+  ConstructGlobalGlyphCache();
+
+  EXPECT_EQ(gNews, 0);
+  EXPECT_EQ(libraryAllocator.allocations() + libraryAllocator.failures(), 0);
+  EXPECT_EQ(done, 300 + 20);
 }
 
 }  // namespace
