@@ -1,32 +1,12 @@
 // Proves that walking text, placing it on a circle and using the glyph cache
-// allocate nothing. This
-// file replaces the global operator new/delete for the whole text test binary
-// (counting only between start and stop), and the library's own C allocator
-// is routed to a failing one while counting, so neither kind of heap use can
-// pass unseen.
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <new>
-
+// allocate nothing: the shared hooks count operator new and malloc, and the
+// library's own C allocator is routed to a failing one while counting, so
+// neither kind of heap use can pass unseen.
+#include "orvel/core/alloc_counting_internal.h"
 #include "orvel/core/test_helpers_internal.h"
 #include "orvel/text/encoding.h"
 #include "orvel/text/glyph_cache.h"
 #include "orvel/text/text_on_path.h"
-
-namespace {
-bool gCounting = false;
-int gNews = 0;
-}  // namespace
-
-// The other forms of new and delete default to these two.
-void* operator new(size_t size) {
-  gNews += gCounting;
-  if (void* p = std::malloc(size ? size : 1)) return p;
-  throw std::bad_alloc();
-}
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete(void* p, size_t) noexcept { std::free(p); }
 
 namespace orvel {
 namespace {
@@ -41,8 +21,7 @@ TEST(TextAllocationTest, IteratingAndPlacingAllocateNothing) {
   SetLogSink([](void* count, int, const char*, const char*) { ++*static_cast<int*>(count); }, &logged);
   testing::FailingAllocator libraryAllocator(0);
 
-  gNews = 0;
-  gCounting = true;
+  testing::StartCountingAllocations();
   int steps = 0;
   for (uint32_t e = 0; e < kTextEncodingCount; ++e) {
     TextIteratorState state{&font, reinterpret_cast<const unsigned char*>(text), 0, sizeof text - 1};
@@ -52,10 +31,10 @@ TEST(TextAllocationTest, IteratingAndPlacingAllocateNothing) {
   GetIteratorForEncoding(OvTextEncoding(9));  // fatal, logged
   const float span = OvTextOnPath::PlaceOnCircle(text, sizeof text - 1, kUTF8, font, {0, 0, 50, 0, true}, &storage);
   OvTextOnPath::PlaceOnCircle(text, sizeof text - 1, kUTF8, font, {0, 0, 50, 0, false}, &none);  // logged
-  gCounting = false;
+  const int allocations = testing::StopCountingAllocations();
   SetLogSink(nullptr, nullptr);
 
-  EXPECT_EQ(gNews, 0);
+  EXPECT_EQ(allocations, 0);
   EXPECT_EQ(libraryAllocator.allocations() + libraryAllocator.failures(), 0);
   EXPECT_EQ(steps, 5 + 5 + 2 + 5);  // 11 bytes: 5 UTF-8 characters, 5 units of 16, 2 of 32
   EXPECT_EQ(storage.count, 5);
@@ -84,8 +63,7 @@ TEST(TextAllocationTest, GlyphCachePutsLookupsAndGlyphInfoAllocateNothing) {
   GlyphCache::Entry entry;
   GlyphInfo info;
 
-  gNews = 0;
-  gCounting = true;
+  testing::StartCountingAllocations();
   for (unsigned g = 0; g < 300; ++g) {  // round the ring and the buffer
     cache->putWillEvictInUse({g, 1, 1, 0}, uint16_t(g));
     done += cache->put({g, 1, 1, 0}, uint16_t(g)).size == g && cache->lookup({g, 1, 1, 0}, &entry) &&
@@ -98,11 +76,11 @@ TEST(TextAllocationTest, GlyphCachePutsLookupsAndGlyphInfoAllocateNothing) {
             GlyphFetcher::getGlyphInfo(font, OvPaint(), g, false, &info) &&
             !GlyphFetcher::getGlyphInfo(font, OvPaint(), g + 100, false, &info);
   }
-  gCounting = false;
+  const int allocations = testing::StopCountingAllocations();
   GlyphFetcher::SetCanvasGlyphFetcher(nullptr);
   ConstructGlobalGlyphCache();
 
-  EXPECT_EQ(gNews, 0);
+  EXPECT_EQ(allocations, 0);
   EXPECT_EQ(libraryAllocator.allocations() + libraryAllocator.failures(), 0);
   EXPECT_EQ(done, 300 + 20);
 }
